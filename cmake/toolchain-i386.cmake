@@ -1,0 +1,21 @@
+# 32-bit x86 with SSE2, the library's original platform. Test programs run under qemu-i386
+# unless the caller passes CMAKE_CROSSCOMPILING_EMULATOR itself (empty where the kernel runs
+# 32-bit programs).
+set(CMAKE_SYSTEM_NAME Linux)
+set(CMAKE_SYSTEM_PROCESSOR i686)
+set(CMAKE_C_COMPILER gcc)
+set(CMAKE_CXX_COMPILER g++)
+set(CMAKE_C_FLAGS_INIT "-m32 -msse2 -mfpmath=sse")
+set(CMAKE_CXX_FLAGS_INIT "-m32 -msse2 -mfpmath=sse")
+set(CMAKE_EXE_LINKER_FLAGS_INIT "-m32")
+set(CMAKE_SHARED_LINKER_FLAGS_INIT "-m32")
+set(CMAKE_MODULE_LINKER_FLAGS_INIT "-m32")
+set(CMAKE_LIBRARY_ARCHITECTURE i386-linux-gnu)
+set_property(GLOBAL PROPERTY FIND_LIBRARY_USE_LIB32_PATHS TRUE)
+set_property(GLOBAL PROPERTY FIND_LIBRARY_USE_LIB64_PATHS FALSE)
+if(NOT DEFINED CMAKE_CROSSCOMPILING_EMULATOR)
+  find_program(ZEBDC_QEMU_I386 qemu-i386)
+  if(ZEBDC_QEMU_I386)
+    set(CMAKE_CROSSCOMPILING_EMULATOR ${ZEBDC_QEMU_I386})
+  endif()
+endif()

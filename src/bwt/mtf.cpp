@@ -1,0 +1,100 @@
+// Move-to-front coding over a 256-entry recency list (entry 0 = most recently used byte).
+//
+// The state is the list itself: 256 bytes, no header and no alignment requirement, carried over
+// between calls so that a stream may be coded in pieces of any size. Each output byte is written
+// after its input byte has been read, so the source and destination may be the same buffer.
+#include "core/zeb_common.h"
+
+struct ZebMTFState_8u {
+    Zeb8u list[256];
+};
+
+namespace {
+
+enum { kListSize = 256 };
+
+// Moves list[position] to the front, shifting entries 0..position-1 up by one.
+inline void move_to_front(Zeb8u* list, int position, Zeb8u value)
+{
+    memmove(list + 1, list, (size_t)position);
+    list[0] = value;
+}
+
+inline int find_in_list(const Zeb8u* list, Zeb8u value)
+{
+    int position = 1;
+    while (position < kListSize && list[position] != value)
+        ++position;
+    return position;
+}
+
+} // namespace
+
+extern "C" ZEBAPI ZebStatus zebsMTFGetSize_8u(int* pSize)
+{
+    ZEB_CHECK(pSize != nullptr, zebStsNullPtr);
+    *pSize = (int)sizeof(ZebMTFState_8u);
+    return zebStsOk;
+}
+
+extern "C" ZEBAPI ZebStatus zebsMTFInit_8u(ZebMTFState_8u* pMTFState)
+{
+    ZEB_CHECK(pMTFState != nullptr, zebStsNullPtr);
+    for (int i = 0; i < kListSize; ++i)
+        pMTFState->list[i] = (Zeb8u)i;
+    return zebStsOk;
+}
+
+extern "C" ZEBAPI ZebStatus zebsMTFInitAlloc_8u(ZebMTFState_8u** ppMTFState)
+{
+    ZEB_CHECK(ppMTFState != nullptr, zebStsNullPtr);
+    *ppMTFState = (ZebMTFState_8u*)zebsMalloc_8u((int)sizeof(ZebMTFState_8u));
+    ZEB_CHECK(*ppMTFState != nullptr, zebStsNoMemory);
+    return zebsMTFInit_8u(*ppMTFState);
+}
+
+extern "C" ZEBAPI ZebStatus zebsMTFFwd_8u(const Zeb8u* pSrc, Zeb8u* pDst, int len,
+                                          ZebMTFState_8u* pMTFState)
+{
+    ZEB_CHECK(pSrc != nullptr && pDst != nullptr && pMTFState != nullptr, zebStsNullPtr);
+    ZEB_CHECK(len >= 1, zebStsBadSize);
+    Zeb8u* list = pMTFState->list;
+    for (int k = 0; k < len; ++k) {
+        Zeb8u value = pSrc[k];
+        if (value == list[0]) {
+            pDst[k] = 0;
+            continue;
+        }
+        int position = find_in_list(list, value);
+        if (ZEB_UNLIKELY(position == kListSize)) {
+            // Not a permutation (the state was changed outside this family): the byte is not in
+            // the list. Report the bound and leave the list as it is.
+            pDst[k] = (Zeb8u)(kListSize - 1);
+            continue;
+        }
+        move_to_front(list, position, value);
+        pDst[k] = (Zeb8u)position;
+    }
+    return zebStsOk;
+}
+
+extern "C" ZEBAPI ZebStatus zebsMTFInv_8u(const Zeb8u* pSrc, Zeb8u* pDst, int len,
+                                          ZebMTFState_8u* pMTFState)
+{
+    ZEB_CHECK(pSrc != nullptr && pDst != nullptr && pMTFState != nullptr, zebStsNullPtr);
+    ZEB_CHECK(len >= 1, zebStsBadSize);
+    Zeb8u* list = pMTFState->list;
+    for (int k = 0; k < len; ++k) {
+        int position = pSrc[k];
+        Zeb8u value = list[position];
+        pDst[k] = value;
+        if (position != 0)
+            move_to_front(list, position, value);
+    }
+    return zebStsOk;
+}
+
+extern "C" ZEBAPI void zebsMTFFree_8u(ZebMTFState_8u* pMTFState)
+{
+    zebsFree(pMTFState);
+}

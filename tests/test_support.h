@@ -1,0 +1,81 @@
+// Helpers shared by the test files: deterministic data, corpus files and hook replacement.
+#ifndef ZEBDC_TEST_SUPPORT_H
+#define ZEBDC_TEST_SUPPORT_H
+
+#include <cstdint>
+#include <cstdio>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "zebdc.h"
+
+namespace zebtest {
+
+// Bytes drawn uniformly from an alphabet of the given size (1..256), from a fixed seed.
+inline std::vector<Zeb8u> random_bytes(size_t len, unsigned alphabet = 256, uint32_t seed = 1)
+{
+    std::mt19937 rng(seed);
+    std::vector<Zeb8u> out(len);
+    for (auto& b : out)
+        b = (Zeb8u)(rng() % alphabet);
+    return out;
+}
+
+// The names of the files of the shared corpus, or nothing when it is absent.
+inline std::vector<std::string> corpus_files()
+{
+    static const char* const kNames[] = {"alice29.txt", "asyoulik.txt", "fireworks.jpeg",
+                                         "geo.protodata", "html", "html_x_4", "kppkn.gtb",
+                                         "lcet10.txt", "paper-100k.pdf", "plrabn12.txt",
+                                         "urls.10K"};
+    std::vector<std::string> found;
+    for (const char* name : kNames) {
+        std::string path = std::string(ZEBDC_CORPUS_DIR) + "/" + name;
+        if (FILE* f = std::fopen(path.c_str(), "rb")) {
+            std::fclose(f);
+            found.push_back(path);
+        }
+    }
+    return found;
+}
+
+inline std::vector<Zeb8u> read_file(const std::string& path)
+{
+    std::vector<Zeb8u> data;
+    if (FILE* f = std::fopen(path.c_str(), "rb")) {
+        Zeb8u buf[65536];
+        size_t got;
+        while ((got = std::fread(buf, 1, sizeof buf, f)) > 0)
+            data.insert(data.end(), buf, buf + got);
+        std::fclose(f);
+    }
+    return data;
+}
+
+// Replaces the allocator hooks for the lifetime of the object.
+class HookSwap {
+public:
+    HookSwap(void* (*m)(size_t), void (*f)(void*)) : oldMalloc_(i_malloc), oldFree_(i_free)
+    {
+        i_malloc = m;
+        i_free = f;
+    }
+    ~HookSwap()
+    {
+        i_malloc = oldMalloc_;
+        i_free = oldFree_;
+    }
+    HookSwap(const HookSwap&) = delete;
+    HookSwap& operator=(const HookSwap&) = delete;
+
+private:
+    void* (*oldMalloc_)(size_t);
+    void (*oldFree_)(void*);
+};
+
+inline void* failing_malloc(size_t) { return nullptr; }
+
+} // namespace zebtest
+
+#endif
