@@ -785,58 +785,98 @@ ZEBAPI ZebStatus zebsDecodeLZ77DynamicHuffFull_8u(Zeb8u** ppSrc, int* pSrcLen, Z
 /* ============================================================================================
  * Variable-length codes
  *
+ * A code table is an array of ZebVLCCodeEntry records {value, code, length}: the code's bits
+ * right-aligned in `code` (bits above `length` are ignored), `length` from 1 to 32.
+ *
  * Bit position: *ppBitStream points to the current byte and *pBitOffset (0..7) counts the bits
- * of that byte already used, from its most significant bit. Codes are MSB first. States are
- * found at the first 32-byte boundary of the block given; pass the block's start.
+ * of that byte already used, from its most significant bit. Codes are written and read most
+ * significant bit first. Every call that succeeds leaves the position just past the last bit it
+ * wrote or read; a call that fails leaves it unchanged.
+ *
+ * States live in one block, found at its first 32-byte boundary: pass the block's start (the
+ * pointer InitAlloc returned, or the caller's memory of the GetSize size, at any alignment).
+ * Init never allocates; InitAlloc allocates with zebsMalloc_8u and reports a failed allocation as
+ * zebStsNullPtr, leaving *ppState NULL. Free clears the state's tag, so that every later call
+ * refuses it with zebStsVLCError, and releases the block only if InitAlloc made it; NULL and
+ * blocks without the tag (freed already) are ignored.
+ *
+ * Buffer reach:
+ *  - The encoders read the starting byte (only when *pBitOffset > 0, to keep its used bits) and
+ *    write the bytes from the starting byte to the byte holding the last code bit, nothing
+ *    before or after; the bits after the last code bit in that byte are set to 1.
+ *  - A decoder reads, for each code it decodes, the bytes from the code's first byte to the byte
+ *    holding its peek's last bit: the peek is the table's longest code length M (plus tupleSize
+ *    sign bits for the tuple decoder) counted from the code's first bit. A stream therefore
+ *    needs (M + 6) / 8 readable bytes after the byte holding its last bit ((M + tupleSize + 6)
+ *    / 8 for tuples). For input that may be corrupt, allow for dstLen codes of that many bits.
  * ============================================================================================ */
 
-/* Size of an encoder state for the table: 64 + 4 * (2^tableBits + range + 1) bytes.
- * @return zebStsNullPtr, zebStsVLCError (inputTableSize < 1) or zebStsOk. */
+/* Size of an encoder state for the table: 64 + 4 * (2^tableBits + range + 1) bytes, where range
+ * is the largest value minus the smallest and tableBits the bit length of range + 1.
+ * @return zebStsNullPtr, zebStsVLCError (inputTableSize < 1, a length outside 1..32, or a size
+ * beyond an int) or zebStsOk. */
 ZEBAPI ZebStatus zebsVLCEncodeGetSize_32s(const ZebVLCCodeEntry* pInputTable, int inputTableSize,
                                           int* pSize);
 
-/* Builds an encoder state in caller memory of the GetSize size (an earlier record wins for
- * duplicate values). @return zebStsNullPtr, zebStsVLCError or zebStsOk. */
+/* Builds an encoder state in caller memory of the GetSize size. When records repeat a value, the
+ * earliest wins. A length of 32 codes 32 zero bits. Values that no record names, and values
+ * outside [smallest, largest], have no code: the encoders write no bits for them.
+ * @return as zebsVLCEncodeGetSize_32s. */
 ZEBAPI ZebStatus zebsVLCEncodeInit_32s(const ZebVLCCodeEntry* pInputTable, int inputTableSize,
                                        ZebVLCEncodeState_32s* pState);
 
-/* Allocates and builds an encoder state. @return zebStsNullPtr, zebStsVLCError or zebStsOk. */
+/* Allocates and builds an encoder state.
+ * @return zebStsNullPtr (also for a failed allocation), zebStsVLCError or zebStsOk. */
 ZEBAPI ZebStatus zebsVLCEncodeInitAlloc_32s(const ZebVLCCodeEntry* pInputTable, int inputTableSize,
                                             ZebVLCEncodeState_32s** ppState);
 
 /* Clears the state's tag and releases it if InitAlloc made it. NULL is ignored. */
 ZEBAPI void zebsVLCEncodeFree_32s(ZebVLCEncodeState_32s* pState);
 
-/* Writes the codes of srcLen values at the bit position and advances it.
- * @return zebStsNullPtr, zebStsVLCError (srcLen < 1, offset outside 0..7, not a state) or
- * zebStsOk. */
+/* Writes the codes of srcLen values at the bit position and advances it. Size the stream with
+ * zebsVLCCountBits_16s32s.
+ * @return zebStsNullPtr (any pointer, *ppBitStream included), zebStsVLCError (srcLen < 1,
+ * offset outside 0..7, not a state) or zebStsOk. */
 ZEBAPI ZebStatus zebsVLCEncodeBlock_16s1u(const Zeb16s* pSrc, int srcLen, Zeb8u** ppBitStream,
                                           int* pBitOffset, const ZebVLCEncodeState_32s* pState);
 
 /* Writes the code of one value at the bit position and advances it.
- * @return zebStsNullPtr, zebStsVLCError (not a state) or zebStsOk. */
+ * @return zebStsNullPtr, zebStsVLCError (offset outside 0..7, not a state) or zebStsOk. */
 ZEBAPI ZebStatus zebsVLCEncodeOne_16s1u(Zeb16s value, Zeb8u** ppBitStream, int* pBitOffset,
                                         const ZebVLCEncodeState_32s* pState);
 
-/* Sums the code lengths of srcLen values into *pCountBits.
- * @return zebStsNullPtr, zebStsVLCError (srcLen < 1, not a state) or zebStsOk. */
+/* Sums the code lengths of srcLen values into *pCountBits: the bits the encoders write for them.
+ * @return zebStsNullPtr, zebStsVLCError (srcLen < 1, not a state, a sum beyond an int) or
+ * zebStsOk. */
 ZEBAPI ZebStatus zebsVLCCountBits_16s32s(const Zeb16s* pSrc, int srcLen, Zeb32s* pCountBits,
                                          const ZebVLCEncodeState_32s* pState);
 
-/* Size of a decoder state: table elements * width / 8 + 88 bytes. pSubTablesSizes lists the
- * widths of the table levels; the levels used are the shortest prefix reaching the longest code.
- * @return zebStsNullPtr, zebStsVLCBadParams or zebStsOk. */
+/* Size of a decoder state: table elements * width / 8 + 88 bytes.
+ * pSubTablesSizes lists the index widths of the table levels; the levels used are the shortest
+ * prefix of the list whose sum reaches the longest code M, the last one cut so that the sum is
+ * M. The first level is one sub-table of 2^s0 entries; each deeper level k has a sub-table of
+ * 2^sk entries per distinct prefix of length s0 + ... + s(k-1) of a longer code; every sub-table
+ * takes one more element for its width. The element width is 8, 16 or 32 bits, the narrowest
+ * that holds 1 + L + the bits of the largest |value| plus a sign (L: the bit length of the most
+ * code bits a level resolves) and 1 + the bits of (elements + 1). From 1024 records on the
+ * prefix count compares every pair of records (time quadratic in inputTableSize).
+ * @return zebStsNullPtr, zebStsVLCError (inputTableSize < 1), zebStsVLCBadParams (a length
+ * outside 1..32, a used size below 1, sizes that do not reach M, a size beyond an int) or
+ * zebStsOk. */
 ZEBAPI ZebStatus zebsVLCDecodeGetSize_32s(const ZebVLCCodeEntry* pInputTable, int inputTableSize,
                                           const Zeb32s* pSubTablesSizes, int numSubTables,
                                           int* pSize);
 
-/* Builds a decoder state in caller memory of the GetSize size.
- * @return zebStsNullPtr, zebStsVLCBadParams or zebStsOk. */
+/* Builds a decoder state in caller memory of the GetSize size. Codes need not cover every bit
+ * pattern, but none may be a prefix of another or repeat another.
+ * @return as zebsVLCDecodeGetSize_32s, and zebStsVLCBadParams for codes that are prefixes of one
+ * another (the state is then left without its tag). */
 ZEBAPI ZebStatus zebsVLCDecodeInit_32s(const ZebVLCCodeEntry* pInputTable, int inputTableSize,
                                        const Zeb32s* pSubTablesSizes, int numSubTables,
                                        ZebVLCDecodeState_32s* pState);
 
-/* Allocates and builds a decoder state. */
+/* Allocates and builds a decoder state (nothing is kept when building fails).
+ * @return as zebsVLCDecodeInit_32s; zebStsNullPtr for a failed allocation. */
 ZEBAPI ZebStatus zebsVLCDecodeInitAlloc_32s(const ZebVLCCodeEntry* pInputTable, int inputTableSize,
                                             const Zeb32s* pSubTablesSizes, int numSubTables,
                                             ZebVLCDecodeState_32s** ppState);
@@ -844,33 +884,43 @@ ZEBAPI ZebStatus zebsVLCDecodeInitAlloc_32s(const ZebVLCCodeEntry* pInputTable, 
 /* Clears the state's tag and releases it if InitAlloc made it. NULL is ignored. */
 ZEBAPI void zebsVLCDecodeFree_32s(ZebVLCDecodeState_32s* pState);
 
-/* Decodes one value at the bit position and advances it. Reads up to the longest code length
- * of bits after the position, fetched as aligned 32-bit big-endian words.
- * @return zebStsNullPtr, zebStsVLCError (offset outside 0..7, not a state, no such code) or
- * zebStsOk. */
+/* Decodes one value at the bit position and advances it. Reads the bytes of the peek (see the
+ * section's head).
+ * @return zebStsNullPtr (any pointer, *ppBitStream included), zebStsVLCError (offset outside
+ * 0..7, not a state, or bits that are no code of the table) or zebStsOk. */
 ZEBAPI ZebStatus zebsVLCDecodeOne_1u16s(Zeb8u** ppBitStream, int* pBitOffset, Zeb16s* pDst,
                                         const ZebVLCDecodeState_32s* pState);
 
-/* Decodes dstLen values as zebsVLCDecodeOne_1u16s does. */
+/* Decodes dstLen values as zebsVLCDecodeOne_1u16s does. When bits that are no code are met, the
+ * values before them are in pDst and the call returns zebStsVLCError with the position unchanged.
+ * @return zebStsNullPtr, zebStsVLCError (dstLen < 1, offset outside 0..7, not a state, no such
+ * code) or zebStsOk. */
 ZEBAPI ZebStatus zebsVLCDecodeBlock_1u16s(Zeb8u** ppBitStream, int* pBitOffset, Zeb16s* pDst,
                                           int dstLen, const ZebVLCDecodeState_32s* pState);
 
-/* Size of an unsigned-tuple decoder state: table elements * width / 8 + 100 bytes. Each code
- * stands for tupleSize magnitudes of elementBits bits, packed most significant element first.
- * @return zebStsNullPtr, zebStsTupleError (tupleSize or elementBits 0, or too wide),
- * zebStsVLCBadParams or zebStsOk. */
+/* Size of an unsigned-tuple decoder state: table elements * width / 8 + 100 bytes, the table as
+ * for zebsVLCDecodeGetSize_32s. Each record's value holds tupleSize magnitudes of elementBits
+ * bits, packed most significant element first (bits above tupleSize * elementBits are ignored);
+ * the element width is the narrowest that holds 1 + L + tupleSize * elementBits and 1 + the bits
+ * of (elements + 1).
+ * @return zebStsNullPtr, zebStsVLCError (inputTableSize < 1), zebStsTupleError (tupleSize or
+ * elementBits below 1, checked before the table, or elements wider than 32 bits),
+ * zebStsVLCBadParams (as zebsVLCDecodeGetSize_32s) or zebStsOk. */
 ZEBAPI ZebStatus zebsVLCDecodeUTupleGetSize_32s(const ZebVLCCodeEntry* pInputTable,
                                                 int inputTableSize, const Zeb32s* pSubTablesSizes,
                                                 int numSubTables, int tupleSize, int elementBits,
                                                 int* pSize);
 
-/* Builds an unsigned-tuple decoder state in caller memory of the GetSize size. */
+/* Builds an unsigned-tuple decoder state in caller memory of the GetSize size.
+ * @return as zebsVLCDecodeUTupleGetSize_32s, and zebStsVLCBadParams for codes that are prefixes
+ * of one another. */
 ZEBAPI ZebStatus zebsVLCDecodeUTupleInit_32s(const ZebVLCCodeEntry* pInputTable,
                                              int inputTableSize, const Zeb32s* pSubTablesSizes,
                                              int numSubTables, int tupleSize, int elementBits,
                                              ZebVLCDecodeUTupleState_32s* pState);
 
-/* Allocates and builds an unsigned-tuple decoder state. */
+/* Allocates and builds an unsigned-tuple decoder state (nothing is kept when building fails).
+ * @return as zebsVLCDecodeUTupleInit_32s; zebStsNullPtr for a failed allocation. */
 ZEBAPI ZebStatus zebsVLCDecodeUTupleInitAlloc_32s(const ZebVLCCodeEntry* pInputTable,
                                                   int inputTableSize,
                                                   const Zeb32s* pSubTablesSizes, int numSubTables,
@@ -880,12 +930,17 @@ ZEBAPI ZebStatus zebsVLCDecodeUTupleInitAlloc_32s(const ZebVLCCodeEntry* pInputT
 /* Clears the state's tag and releases it if InitAlloc made it. NULL is ignored. */
 ZEBAPI void zebsVLCDecodeUTupleFree_32s(ZebVLCDecodeUTupleState_32s* pState);
 
-/* Decodes one code and its sign bits into tupleSize values at pDst.
- * @return zebStsNullPtr, zebStsVLCError or zebStsOk. */
+/* Decodes one code and its sign bits into tupleSize values at pDst: after the code comes one
+ * bit per non-zero magnitude, in element order, 1 for negative. Reads the bytes of the peek.
+ * @return zebStsNullPtr, zebStsVLCError (offset outside 0..7, not a state, no such code) or
+ * zebStsOk. */
 ZEBAPI ZebStatus zebsVLCDecodeUTupleOne_1u16s(Zeb8u** ppBitStream, int* pBitOffset, Zeb16s* pDst,
                                               const ZebVLCDecodeUTupleState_32s* pState);
 
-/* Decodes dstLen tuples (dstLen * tupleSize values) as zebsVLCDecodeUTupleOne_1u16s does. */
+/* Decodes dstLen tuples (dstLen * tupleSize values) as zebsVLCDecodeUTupleOne_1u16s does; on
+ * bits that are no code, as zebsVLCDecodeBlock_1u16s.
+ * @return zebStsNullPtr, zebStsVLCError (dstLen < 1, offset outside 0..7, not a state, no such
+ * code) or zebStsOk. */
 ZEBAPI ZebStatus zebsVLCDecodeUTupleBlock_1u16s(Zeb8u** ppBitStream, int* pBitOffset, Zeb16s* pDst,
                                                 int dstLen,
                                                 const ZebVLCDecodeUTupleState_32s* pState);
