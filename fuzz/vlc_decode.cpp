@@ -1,0 +1,144 @@
+// VLC decoders: an arbitrary code table (prefix-free or not, any lengths and sub-table sizes) and
+// arbitrary bits. The stream buffer ends exactly where the documented reach of dstLen codes of
+// the longest length ends, so any read past it faults under ASan. The block form must agree with
+// single decodes; decoded values coded again and decoded again must come back unchanged.
+//
+// Input: [records n-1] [levels] [sizes...] [tuple] [offset] n * {value:2 code:4 length:1} bits...
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+#include "zebdc.h"
+
+namespace
+{
+
+enum { kMaxStateSize = 1 << 16 };
+
+struct Input {
+    const uint8_t* data;
+    size_t size;
+    uint8_t byte() { return size ? (--size, *data++) : 0; }
+    uint32_t word()
+    {
+        uint32_t w = 0;
+        for (int i = 0; i < 4; ++i)
+            w = w << 8 | byte();
+        return w;
+    }
+};
+
+void require(bool condition)
+{
+    if (!condition)
+        abort();
+}
+
+// Codes `values` and decodes them again; the encoder writes exactly CountBits bits.
+void recode(const std::vector<ZebVLCCodeEntry>& table, const std::vector<Zeb16s>& values,
+            const std::vector<Zeb32s>& sizes, int offset)
+{
+    ZebVLCEncodeState_32s* enc = nullptr;
+    ZebVLCDecodeState_32s* dec = nullptr;
+    require(zebsVLCEncodeInitAlloc_32s(table.data(), (int)table.size(), &enc) == zebStsOk);
+    require(zebsVLCDecodeInitAlloc_32s(table.data(), (int)table.size(), sizes.data(),
+                                       (int)sizes.size(), &dec) == zebStsOk);
+    Zeb32s bits = 0;
+    require(zebsVLCCountBits_16s32s(values.data(), (int)values.size(), &bits, enc) == zebStsOk);
+    std::vector<Zeb8u> stream((offset + bits + 39) / 8); // the reach of a 32-bit peek
+    Zeb8u* p = stream.data();
+    int off = offset;
+    require(zebsVLCEncodeBlock_16s1u(values.data(), (int)values.size(), &p, &off, enc) == zebStsOk);
+    require((p - stream.data()) * 8 + off == offset + bits);
+    std::vector<Zeb16s> back(values.size());
+    p = stream.data();
+    off = offset;
+    require(zebsVLCDecodeBlock_1u16s(&p, &off, back.data(), (int)back.size(), dec) == zebStsOk);
+    require(back == values && (p - stream.data()) * 8 + off == offset + bits);
+    zebsVLCEncodeFree_32s(enc);
+    zebsVLCDecodeFree_32s(dec);
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
+{
+    Input in = {data, size};
+    int count = 1 + in.byte() % 64;
+    std::vector<Zeb32s> sizes(in.byte() % 5);
+    for (auto& s : sizes)
+        s = in.byte() % 11; // 0 is refused
+    uint8_t tuple = in.byte();
+    int tupleSize = tuple & 7, elementBits = tuple >> 3 & 7; // tupleSize 0: plain decoder
+    int offset = in.byte() % 8;
+    std::vector<ZebVLCCodeEntry> table(count);
+    int maxLength = 0;
+    for (auto& e : table) {
+        e.value = (Zeb16s)(in.byte() << 8 | in.byte());
+        e.code = in.word();
+        e.length = in.byte() % 34; // 0 and 33 are refused
+        maxLength = e.length > maxLength ? e.length : maxLength;
+    }
+    if (sizes.empty())
+        sizes.push_back(32);
+    int peek = maxLength + tupleSize;
+    size_t bytes = in.size;
+    int dstLen = bytes > 0 && peek > 0 ? (int)((bytes * 8 - offset) / peek) : 0;
+    if (dstLen < 1)
+        return 0;
+    std::vector<Zeb8u> stream(in.data, in.data + bytes);
+    std::vector<Zeb16s> block((size_t)dstLen * (tupleSize ? tupleSize : 1));
+    std::vector<Zeb16s> single(block.size());
+    Zeb8u* p = stream.data();
+    int off = offset;
+    ZebStatus status;
+    if (tupleSize == 0) {
+        ZebVLCDecodeState_32s* state = nullptr;
+        int stateSize = 0;
+        status = zebsVLCDecodeGetSize_32s(table.data(), count, sizes.data(), (int)sizes.size(),
+                                          &stateSize);
+        if (status == zebStsOk && stateSize > kMaxStateSize)
+            return 0; // large tables only slow the search down
+        status = zebsVLCDecodeInitAlloc_32s(table.data(), count, sizes.data(), (int)sizes.size(),
+                                            &state);
+        require(status == zebStsOk || status == zebStsVLCBadParams);
+        if (status != zebStsOk)
+            return 0;
+        status = zebsVLCDecodeBlock_1u16s(&p, &off, block.data(), dstLen, state);
+        Zeb8u* q = stream.data();
+        int qOff = offset;
+        ZebStatus one = zebStsOk;
+        for (int i = 0; i < dstLen && one == zebStsOk; ++i)
+            one = zebsVLCDecodeOne_1u16s(&q, &qOff, &single[i], state);
+        require(status == one);
+        require(status != zebStsOk || (block == single && p == q && off == qOff));
+        zebsVLCDecodeFree_32s(state);
+        if (status == zebStsOk && maxLength < 32) // a 32-bit length codes 32 zero bits
+            recode(table, block, sizes, offset);
+    } else {
+        ZebVLCDecodeUTupleState_32s* state = nullptr;
+        int stateSize = 0;
+        status =
+            zebsVLCDecodeUTupleGetSize_32s(table.data(), count, sizes.data(), (int)sizes.size(),
+                                           tupleSize, elementBits, &stateSize);
+        if (status == zebStsOk && stateSize > kMaxStateSize)
+            return 0;
+        status = zebsVLCDecodeUTupleInitAlloc_32s(
+            table.data(), count, sizes.data(), (int)sizes.size(), tupleSize, elementBits, &state);
+        require(status == zebStsOk || status == zebStsVLCBadParams || status == zebStsTupleError);
+        if (status != zebStsOk)
+            return 0;
+        status = zebsVLCDecodeUTupleBlock_1u16s(&p, &off, block.data(), dstLen, state);
+        Zeb8u* q = stream.data();
+        int qOff = offset;
+        ZebStatus one = zebStsOk;
+        for (int i = 0; i < dstLen && one == zebStsOk; ++i)
+            one = zebsVLCDecodeUTupleOne_1u16s(&q, &qOff, &single[(size_t)i * tupleSize], state);
+        require(status == one);
+        require(status != zebStsOk || (block == single && p == q && off == qOff));
+        zebsVLCDecodeUTupleFree_32s(state);
+    }
+    require(status == zebStsOk || status == zebStsVLCError);
+    return 0;
+}
