@@ -3,8 +3,9 @@
 //
 // A decode peeks the longest code length of bits at the position and walks the levels with them.
 // The block loop keeps the stream in a 64-bit reservoir refilled by 8-byte loads while more than
-// kVLCFastMargin codes remain (those codes cover every byte a refill loads); the last codes, and
-// the single decode, read exactly the bytes that hold the peeked bits.
+// kVLCFastMargin codes remain (those codes cover every byte a refill loads), and decodes from it
+// until fewer bits than the longest code are left; the last codes, and the single decode, read
+// exactly the bytes that hold the peeked bits.
 #include "vlc/vlc_internal.h"
 
 namespace
@@ -78,14 +79,18 @@ ZebStatus decode_values(const VLCDecodeStateHeader* header, Zeb8u** ppBitStream,
     unsigned consumed;
     int i = 0;
     if (count > kVLCFastMargin) {
+        const int fastEnd = count - kVLCFastMargin;
+        const unsigned peek = (unsigned)decoder.maxLength;
         VLCBitReservoir reservoir = {p, 0, 0};
         reservoir.refill();
         reservoir.consume(offset);
-        for (; count - i > kVLCFastMargin; ++i) {
+        while (i < fastEnd) {
             reservoir.refill();
-            if (ZEB_UNLIKELY(!decoder.decode(reservoir.bits, &pDst[i], &consumed)))
-                return zebStsVLCError;
-            reservoir.consume(consumed);
+            do { // as many codes as the reservoir surely holds
+                ZEB_CHECK(decoder.decode(reservoir.bits, &pDst[i], &consumed), zebStsVLCError);
+                reservoir.consume(consumed);
+                ++i;
+            } while (reservoir.avail >= peek && i < fastEnd);
         }
         size_t position = (size_t)(reservoir.next - p) * 8 - reservoir.avail;
         p += position >> 3;
@@ -93,8 +98,7 @@ ZebStatus decode_values(const VLCDecodeStateHeader* header, Zeb8u** ppBitStream,
     }
     for (; i < count; ++i) {
         uint64_t bits = vlc_peek_exact(p, (int)offset, decoder.maxLength);
-        if (ZEB_UNLIKELY(!decoder.decode(bits, &pDst[i], &consumed)))
-            return zebStsVLCError;
+        ZEB_CHECK(decoder.decode(bits, &pDst[i], &consumed), zebStsVLCError);
         offset += consumed;
         p += offset >> 3;
         offset &= 7;

@@ -3,8 +3,8 @@
 // stream, after the code, by one sign bit (1 = negative), in element order.
 //
 // The table, its levels and the bit reading are those of the plain decoder; only the leaf payload
-// and the sign bits differ. The block loop refills its reservoir twice per tuple: before the code
-// and before the sign bits.
+// and the sign bits differ. The block loop refills its reservoir before a code, and again before
+// the sign bits when the code left fewer than tupleSize bits.
 #include "vlc/vlc_internal.h"
 
 namespace
@@ -119,17 +119,22 @@ ZebStatus decode_tuples(const VLCUTupleStateHeader* header, Zeb8u** ppBitStream,
     unsigned consumed;
     int i = 0;
     if (count > kVLCFastMargin) {
+        const int fastEnd = count - kVLCFastMargin;
+        const unsigned peek = (unsigned)(decoder.maxLength + decoder.tupleSize);
         VLCBitReservoir reservoir = {p, 0, 0};
         reservoir.refill();
         reservoir.consume(offset);
-        for (; count - i > kVLCFastMargin; ++i) {
+        while (i < fastEnd) {
             reservoir.refill();
-            if (ZEB_UNLIKELY(!decoder.magnitudes(reservoir.bits, &packed, &consumed)))
-                return zebStsVLCError;
-            reservoir.consume(consumed);
-            reservoir.refill();
-            Zeb16s* out = pDst + (size_t)i * (size_t)decoder.tupleSize;
-            reservoir.consume(decoder.store(packed, reservoir.bits, out));
+            do {
+                ZEB_CHECK(decoder.magnitudes(reservoir.bits, &packed, &consumed), zebStsVLCError);
+                reservoir.consume(consumed);
+                if (reservoir.avail < (unsigned)decoder.tupleSize)
+                    reservoir.refill(); // a peek beyond 56 bits
+                Zeb16s* out = pDst + (size_t)i * (size_t)decoder.tupleSize;
+                reservoir.consume(decoder.store(packed, reservoir.bits, out));
+                ++i;
+            } while (reservoir.avail >= peek && i < fastEnd);
         }
         size_t position = (size_t)(reservoir.next - p) * 8 - reservoir.avail;
         p += position >> 3;
@@ -137,8 +142,7 @@ ZebStatus decode_tuples(const VLCUTupleStateHeader* header, Zeb8u** ppBitStream,
     }
     for (; i < count; ++i) {
         uint64_t bits = vlc_peek_exact(p, (int)offset, decoder.maxLength);
-        if (ZEB_UNLIKELY(!decoder.magnitudes(bits, &packed, &consumed)))
-            return zebStsVLCError;
+        ZEB_CHECK(decoder.magnitudes(bits, &packed, &consumed), zebStsVLCError);
         offset += consumed;
         p += offset >> 3;
         offset &= 7;

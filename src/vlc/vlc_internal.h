@@ -197,9 +197,9 @@ struct VLCBitReservoir {
     }
 };
 
-// Enough codes left for a refill to stay inside the stream: each code takes at least one bit, a
-// refill loads at most 126 bits past the current position and the tuple decoder refills twice
-// per code.
+// Enough codes left for a refill to stay inside the stream: each code takes at least one bit and
+// a refill loads at most 126 bits past the current position (the tuple decoder may refill again
+// after a code, before its sign bits).
 enum { kVLCFastMargin = 136 };
 
 // Walks the levels of a table for the code at the top of `bits` (firstWidth = table[0]). On

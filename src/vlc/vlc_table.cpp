@@ -158,7 +158,8 @@ ZebStatus build_table(void* table, uint32_t elements, const ZebVLCCodeEntry* rec
                       const VLCLevels& levels, uint32_t payloadMask)
 {
     TableBuilder<T> builder((T*)table, elements, levels, payloadMask);
-    return builder.build(records, count) ? zebStsOk : zebStsVLCBadParams;
+    ZEB_CHECK(builder.build(records, count), zebStsVLCBadParams);
+    return zebStsOk;
 }
 
 } // namespace
