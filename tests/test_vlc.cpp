@@ -410,9 +410,16 @@ TEST(VLC, TupleDecoder)
     for (int round = 0; round < 30; ++round) {
         int tupleSize = 1 + rng() % 4, elementBits = 1 + rng() % 4, maxLength = 1 + rng() % 24;
         Table table = random_table(rng, 1 + rng() % 500, maxLength);
-        for (auto& e : table)
-            e.value = (Zeb32s)(rng() & ((1u << tupleSize * elementBits) - 1));
         auto tsizes = random_sizes(rng);
+        if (round % 5 == 4) { // peeks past 56 bits: codes 1, 01, ..., 0..01, 0..00 and 28 signs
+            tupleSize = 28, elementBits = 1, tsizes.assign(8, 4); // leaves of 4 bits at most
+            table.clear();
+            for (int k = 0; k < 32; ++k)
+                table.push_back({0, (uint32_t)(k < 31), k + 1});
+        }
+        uint32_t all = (1u << tupleSize * elementBits) - 1;
+        for (auto& e : table) // every magnitude non-zero in some tuples: the most sign bits
+            e.value = (Zeb32s)(rng() % 3 ? rng() & all : all);
         ASSERT_EQ(zebsVLCDecodeUTupleInitAlloc_32s(table.data(), (int)table.size(), tsizes.data(),
                                                    (int)tsizes.size(), tupleSize, elementBits,
                                                    &state),
