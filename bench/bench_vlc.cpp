@@ -6,8 +6,7 @@
 
 #include "bench_support.h"
 
-namespace
-{
+namespace {
 
 enum { kSymbols = 200, kValues = 1 << 16 };
 

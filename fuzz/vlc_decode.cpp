@@ -11,8 +11,7 @@
 
 #include "zebdc.h"
 
-namespace
-{
+namespace {
 
 enum { kMaxStateSize = 1 << 16 };
 

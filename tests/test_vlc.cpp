@@ -11,8 +11,7 @@
 
 #include "test_support.h"
 
-namespace
-{
+namespace {
 
 typedef std::vector<ZebVLCCodeEntry> Table;
 

@@ -8,8 +8,7 @@
 // exactly the bytes that hold the peeked bits.
 #include "vlc/vlc_internal.h"
 
-namespace
-{
+namespace {
 
 VLCDecodeStateHeader* header_of(const ZebVLCDecodeState_32s* state)
 {

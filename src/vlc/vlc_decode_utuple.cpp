@@ -7,8 +7,7 @@
 // the sign bits when the code left fewer than tupleSize bits.
 #include "vlc/vlc_internal.h"
 
-namespace
-{
+namespace {
 
 VLCUTupleStateHeader* header_of(const ZebVLCDecodeUTupleState_32s* state)
 {

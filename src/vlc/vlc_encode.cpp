@@ -11,8 +11,7 @@
 // set to 1.
 #include "vlc/vlc_internal.h"
 
-namespace
-{
+namespace {
 
 VLCEncodeHeader* header_of(const ZebVLCEncodeState_32s* state)
 {

@@ -7,8 +7,7 @@
 // sub-table of 2^sk entries for each distinct prefix of length s0 + ... + s(k-1) of a longer code.
 #include "vlc/vlc_internal.h"
 
-namespace
-{
+namespace {
 
 enum { kSortedCountLimit = 1024 };
 
@@ -76,8 +75,7 @@ uint32_t count_prefixes_pairwise(const ZebVLCCodeEntry* records, int count, int 
     return distinct;
 }
 
-template <class T> class TableBuilder
-{
+template <class T> class TableBuilder {
   public:
     TableBuilder(T* table, uint32_t elements, const VLCLevels& levels, uint32_t payloadMask)
         : table_(table), elements_(elements), levels_(levels), payloadMask_(payloadMask)
