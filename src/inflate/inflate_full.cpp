@@ -1,0 +1,239 @@
+// Fixed and dynamic blocks decoded straight to bytes, without the pairs stage.
+//
+// Back-references are resolved against this call's output and the history, which these decoders
+// keep right-aligned (the newest byte at history[32767]) and update at the end of each call. A
+// match that does not fit the room left is cut and finished by the next call (pendingLen,
+// pendingDist). Distances reaching before what this stream wrote plus a preset dictionary are
+// refused with zebStsError, so the history never yields bytes of another stream.
+//
+// While at least 12 source bytes and 266 bytes of room are left, the hot loop decodes without
+// per-symbol checks of input or room (one match of 258 bytes plus the 8 bytes a wide copy may
+// write past it); the loop below it handles the edges of both buffers one symbol at a time.
+#include "inflate/inflate_internal.h"
+
+namespace {
+
+enum { kFastMargin = 12, kFastRoom = 258 + 8 };
+
+// Not a status of the interface: the symbol loop goes on.
+constexpr ZebStatus kGoOn = (ZebStatus)1;
+
+struct FullOutput {
+    Zeb8u* out;
+    Zeb8u* start;
+    int room;
+};
+
+// A match with dist within the output, copied 8 bytes at a time; may write up to 7 bytes past
+// its end, which the caller's room covers.
+inline void copy_match_wide(Zeb8u* out, int dist, int len)
+{
+    const Zeb8u* from = out - dist;
+    Zeb8u* end = out + len;
+    if (dist >= 8) {
+        do {
+            zeb_store64(out, zeb_load64(from));
+            out += 8;
+            from += 8;
+        } while (out < end);
+    } else if (dist == 1) {
+        uint64_t v = 0x0101010101010101ull * *from;
+        do {
+            zeb_store64(out, v);
+            out += 8;
+        } while (out < end);
+    } else {
+        D_COPY1(from, out, len);
+    }
+}
+
+ZebStatus end_block(ZebLZ77DecoderState* s, InflateInput& in)
+{
+    s->phase = kPhaseHeader;
+    if (!s->finalBlock)
+        return zebStsOk;
+    s->streamEnd = 1;
+    end_stream_input(in);
+    return zebStsStreamEnd;
+}
+
+// Writes a match of len at dist, cutting it to the room left; zebStsOk when it fitted.
+ZebStatus emit_match(ZebLZ77DecoderState* s, FullOutput& o, int dist, int len)
+{
+    ZEB_CHECK(dist <= (int)(o.out - o.start) + s->validRight, zebStsError);
+    int n = len < o.room ? len : o.room;
+    o.out = copy_match(o.out, o.start, s->historyBuf + kWindow, dist, n);
+    o.room -= n;
+    s->pendingLen = len - n;
+    s->pendingDist = len > n ? dist : 0;
+    return len > n ? zebStsDstFull : zebStsOk;
+}
+
+// Acts on one symbol; kGoOn, or the status that ends the call.
+ZebStatus emit_symbol(ZebLZ77DecoderState* s, const InflateSymbol& sym, InflateInput& in, FullOutput& o)
+{
+    if (sym.kind == kSymLiteral) {
+        *o.out++ = (Zeb8u)sym.value;
+        return --o.room > 0 ? kGoOn : zebStsDstFull;
+    }
+    if (sym.kind == kSymMatch) {
+        ZebStatus st = emit_match(s, o, sym.dist, sym.value);
+        if (st != zebStsOk)
+            return st;
+        return o.room > 0 ? kGoOn : zebStsDstFull;
+    }
+    if (sym.kind == kSymEnd)
+        return end_block(s, in);
+    return zebStsBadSize;
+}
+
+// The hot loop: decodes while the margins hold and returns the first symbol it does not handle
+// itself (end of block, an invalid symbol, a far distance), or kSymNeedBits when a margin ran out.
+template <class Code>
+InflateSymbol hot_loop(const Code& code, InflateInput& in, FullOutput& o, const Zeb8u* historyEnd,
+                       int valid)
+{
+    while (in.left >= kFastMargin && o.room >= kFastRoom) {
+        refill_fast(in);
+        InflateSymbol sym = decode_symbol<false>(code, in.bits, in.count);
+        if (sym.kind == kSymLiteral) {
+            *o.out++ = (Zeb8u)sym.value;
+            --o.room;
+            continue;
+        }
+        if (sym.kind != kSymMatch)
+            return sym;
+        int written = (int)(o.out - o.start);
+        if (sym.dist <= written) {
+            copy_match_wide(o.out, sym.dist, sym.value);
+            o.out += sym.value;
+        } else if (sym.dist <= written + valid) {
+            o.out = copy_match(o.out, o.start, historyEnd, sym.dist, sym.value);
+        } else {
+            return sym;
+        }
+        o.room -= sym.value;
+    }
+    return InflateSymbol{kSymNeedBits, 0, 0};
+}
+
+// The hot loop of the dynamic decoder.
+InflateSymbol ownDecodeLZ77DHF_HotSpot(const DynamicCode& code, InflateInput& in, FullOutput& o,
+                                       const Zeb8u* historyEnd, int valid)
+{
+    return hot_loop(code, in, o, historyEnd, valid);
+}
+
+InflateSymbol fast_symbols(const FixedCode& code, InflateInput& in, FullOutput& o,
+                           const Zeb8u* historyEnd, int valid)
+{
+    return hot_loop(code, in, o, historyEnd, valid);
+}
+
+InflateSymbol fast_symbols(const DynamicCode& code, InflateInput& in, FullOutput& o,
+                           const Zeb8u* historyEnd, int valid)
+{
+    return ownDecodeLZ77DHF_HotSpot(code, in, o, historyEnd, valid);
+}
+
+template <class Code>
+ZebStatus decode_to_bytes(ZebLZ77DecoderState* s, const Code& code, InflateInput& in, FullOutput& o)
+{
+    for (;;) {
+        InflateSymbol sym;
+        if (in.left >= kFastMargin && o.room >= kFastRoom) {
+            sym = fast_symbols(code, in, o, s->historyBuf + kWindow, s->validRight);
+            if (sym.kind == kSymNeedBits)
+                continue;
+        } else if (in.left >= kFastMargin) {
+            refill_fast(in);
+            sym = decode_symbol<false>(code, in.bits, in.count);
+        } else {
+            mask_input(in);
+            sym = decode_symbol<true>(code, in.bits, in.count);
+            if (sym.kind == kSymNeedBits) {
+                if (!pull_byte(in))
+                    return zebStsSrcShort;
+                continue;
+            }
+        }
+        ZebStatus st = emit_symbol(s, sym, in, o);
+        if (st != kGoOn)
+            return st;
+    }
+}
+
+// The match cut short by the previous call, first.
+ZebStatus finish_pending(ZebLZ77DecoderState* s, FullOutput& o)
+{
+    if (s->pendingLen <= 0)
+        return zebStsOk;
+    ZEB_CHECK(s->pendingDist >= 1, zebStsError);
+    ZebStatus st = emit_match(s, o, s->pendingDist, s->pendingLen);
+    return st == zebStsOk && o.room == 0 ? zebStsDstFull : st;
+}
+
+ZebStatus block_to_bytes(ZebLZ77DecoderState* s, InflateInput& in, FullOutput& o, int type)
+{
+    ZebStatus st = finish_pending(s, o);
+    if (st != zebStsOk)
+        return st;
+    if (type == zebLZ77BlockFixed) {
+        if (s->phase != kPhaseData) {
+            st = ownReadOwnHeader(s, in, type);
+            if (st != zebStsOk)
+                return st;
+        }
+        return decode_to_bytes(s, FixedCode{}, in, o);
+    }
+    if (s->phase < kPhaseCounts || s->phase > kPhaseData) {
+        st = ownReadOwnHeader(s, in, type);
+        if (st != zebStsOk)
+            return st;
+    }
+    st = ownReadDynamicHeader(s, in);
+    if (st != zebStsOk)
+        return st;
+    return decode_to_bytes(s, dynamic_code(s), in, o);
+}
+
+ZebStatus decode_full_call(Zeb8u** ppSrc, int* pSrcLen, Zeb8u** ppDst, int* pDstLen,
+                           ZebLZ77DecoderState* pState, int type)
+{
+    ZEB_CHECK(ppSrc != nullptr && ppDst != nullptr && pState != nullptr && pSrcLen != nullptr &&
+                  pDstLen != nullptr && *ppSrc != nullptr && *ppDst != nullptr,
+              zebStsNullPtr);
+    ZEB_CHECK(*pSrcLen >= 0 && *pDstLen >= 0, zebStsBadSize);
+    ZEB_CHECK(*pDstLen > 0, zebStsDstFull);
+    InflateInput in = load_input(pState, *ppSrc, *pSrcLen);
+    FullOutput o{*ppDst, *ppDst, *pDstLen};
+    ZebStatus st = block_to_bytes(pState, in, o, type);
+    if (st != zebStsSrcShort)
+        give_back_bytes(in);
+    mask_input(in);
+    if (st != zebStsStreamEnd)
+        ownHistoryPushRight(pState, o.out, (int)(o.out - o.start));
+    store_input(pState, in, ppSrc, pSrcLen);
+    *ppDst = o.out;
+    *pDstLen = o.room;
+    return st;
+}
+
+} // namespace
+
+extern "C" ZEBAPI ZebStatus zebsDecodeLZ77FixedHuffFull_8u(Zeb8u** ppSrc, int* pSrcLen, Zeb8u** ppDst,
+                                                           int* pDstLen, ZebLZ77Flush flush,
+                                                           ZebLZ77DecoderState* pState)
+{
+    (void)flush;
+    return decode_full_call(ppSrc, pSrcLen, ppDst, pDstLen, pState, zebLZ77BlockFixed);
+}
+
+extern "C" ZEBAPI ZebStatus zebsDecodeLZ77DynamicHuffFull_8u(Zeb8u** ppSrc, int* pSrcLen,
+                                                             Zeb8u** ppDst, int* pDstLen,
+                                                             ZebLZ77Flush flush,
+                                                             ZebLZ77DecoderState* pState)
+{
+    (void)flush;
+    return decode_full_call(ppSrc, pSrcLen, ppDst, pDstLen, pState, zebLZ77BlockDynamic);
+}

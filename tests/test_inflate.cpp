@@ -1,0 +1,604 @@
+// Inflate: streams written by zlib decoded both ways (one-stage and pairs), with any split of
+// source and destination, wrappers, dictionaries, the format's edge cases and hostile streams.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <functional>
+#include <memory>
+#include <vector>
+
+#include "test_support.h"
+
+#ifdef ZEBDC_HAVE_ZLIB
+#include <zlib.h>
+#endif
+
+namespace {
+
+using Bytes = std::vector<Zeb8u>;
+
+#if defined(__i386__) || defined(__SANITIZE_ADDRESS__)
+constexpr size_t kScale = 4;
+#else
+constexpr size_t kScale = 1;
+#endif
+
+struct StateDeleter {
+    void operator()(ZebLZ77DecoderState* s) const { zebsFree(s); } // as zebsLZ77Free_8u
+};
+using State = std::unique_ptr<ZebLZ77DecoderState, StateDeleter>;
+
+State new_state()
+{
+    ZebLZ77DecoderState* s = nullptr;
+    EXPECT_EQ(zebsDecodeLZ77InitAlloc_8u(zebLZ77ChecksumNone, &s), zebStsOk);
+    return State(s);
+}
+
+// Deflate fields are LSB first; Huffman codes go MSB first.
+struct BitWriter {
+    Bytes out;
+    int used = 0;
+    void put(unsigned value, int n)
+    {
+        for (int i = 0; i < n; ++i, ++used) {
+            if (used % 8 == 0)
+                out.push_back(0);
+            out.back() |= (Zeb8u)(((value >> i) & 1) << (used % 8));
+        }
+    }
+    void code(unsigned c, int n)
+    {
+        for (int i = n - 1; i >= 0; --i)
+            put((c >> i) & 1, 1);
+    }
+    void fixed_literal(int b) { b < 144 ? code(0x30 + b, 8) : code(0x190 + b - 144, 9); }
+    void fixed_match3(int distCode) // length 3, distance code with no extra bits
+    {
+        code(1, 7);
+        code(distCode, 5);
+    }
+};
+
+struct Decoded {
+    ZebStatus status = zebStsOk;
+    Bytes out;
+    size_t end = 0; // source offset after the stream
+};
+
+// Calls f on at most chunk source bytes from pos, and advances pos by what it consumed.
+ZebStatus with_src(const Bytes& s, size_t& pos, size_t chunk,
+                   const std::function<ZebStatus(Zeb8u**, int*)>& f)
+{
+    static Zeb8u none;
+    Zeb8u* p = s.empty() ? &none : (Zeb8u*)s.data() + pos;
+    int len = (int)std::min(chunk, s.size() - pos);
+    ZebStatus st = f(&p, &len);
+    pos = s.empty() ? 0 : (size_t)(p - s.data());
+    return st;
+}
+
+bool is_warning(ZebStatus st) { return st == zebStsSrcShort || st == zebStsDstFull; }
+
+// One-stage: GetBlockType, then StoredBlock or the full decoders.
+Decoded decode_one_stage(const Bytes& s, size_t srcChunk, size_t dstChunk, const Bytes& dict = {},
+                         ZebLZ77DecoderState* state = nullptr)
+{
+    State own;
+    if (!state) {
+        own = new_state();
+        state = own.get();
+    }
+    if (!dict.empty())
+        zebsDecodeLZ77SetDictionary_8u(dict.data(), (int)dict.size(), state);
+    Decoded r;
+    size_t pos = 0;
+    bool inBlock = false;
+    ZebLZ77BlockType type = zebLZ77BlockFixed;
+    Bytes buf(dstChunk);
+    for (size_t guard = 0; guard < 100000000; ++guard) {
+        ZebStatus st;
+        if (!inBlock) {
+            st = with_src(s, pos, srcChunk,
+                          [&](Zeb8u** p, int* n) { return zebsDecodeLZ77GetBlockType_8u(p, n, &type, state); });
+            inBlock = st == zebStsOk;
+        } else {
+            Zeb8u* d = buf.data();
+            int room = (int)dstChunk;
+            st = with_src(s, pos, srcChunk, [&](Zeb8u** p, int* n) {
+                if (type == zebLZ77BlockStored)
+                    return zebsDecodeLZ77StoredBlock_8u(p, n, &d, &room, state);
+                if (type == zebLZ77BlockFixed)
+                    return zebsDecodeLZ77FixedHuffFull_8u(p, n, &d, &room, zebLZ77FlushNone, state);
+                return zebsDecodeLZ77DynamicHuffFull_8u(p, n, &d, &room, zebLZ77FlushNone, state);
+            });
+            r.out.insert(r.out.end(), buf.data(), d);
+            inBlock = st != zebStsOk;
+        }
+        r.status = st;
+        if (st == zebStsStreamEnd || (st == zebStsSrcShort && pos == s.size()) || !(st == zebStsOk || is_warning(st)))
+            break;
+    }
+    r.end = pos;
+    return r;
+}
+
+// Two-stage: block decoders to pairs (the block type peeked on a copy of the state), then pairs
+// to bytes. StoredHuff reads its own header.
+Decoded decode_two_stage(const Bytes& s, size_t srcChunk, size_t dstChunk, size_t pairsChunk = 8192,
+                         const Bytes& dict = {})
+{
+    State state = new_state(), peek = new_state();
+    if (!dict.empty())
+        zebsDecodeLZ77SetDictionary_8u(dict.data(), (int)dict.size(), state.get());
+    Decoded r;
+    size_t pos = 0;
+    bool inBlock = false;
+    ZebLZ77BlockType type = zebLZ77BlockFixed;
+    std::vector<ZebLZ77Pair> pairs(pairsChunk);
+    Bytes buf(dstChunk);
+    auto drain = [&](ZebLZ77Pair* ps, int np) {
+        ZebStatus st;
+        do {
+            Zeb8u* d = buf.data();
+            int room = (int)dstChunk;
+            st = zebsDecodeLZ77_8u(&ps, &np, &d, &room, zebLZ77FlushNone, state.get());
+            r.out.insert(r.out.end(), buf.data(), d);
+        } while (st == zebStsDstFull && np > 0);
+        return st;
+    };
+    for (size_t guard = 0; guard < 100000000; ++guard) {
+        if (!inBlock) {
+            zebsDecodeLZ77CopyState_8u(state.get(), peek.get());
+            size_t peekPos = pos;
+            if (with_src(s, peekPos, s.size(), [&](Zeb8u** p, int* n) {
+                    return zebsDecodeLZ77GetBlockType_8u(p, n, &type, peek.get());
+                }) != zebStsOk)
+                break;
+            inBlock = true;
+        }
+        ZebLZ77Pair* pd = pairs.data();
+        int room = (int)pairsChunk;
+        ZebStatus st = with_src(s, pos, srcChunk, [&](Zeb8u** p, int* n) {
+            if (type == zebLZ77BlockStored)
+                return zebsDecodeLZ77StoredHuff_8u(p, n, &pd, &room, state.get());
+            if (type == zebLZ77BlockFixed)
+                return zebsDecodeLZ77FixedHuff_8u(p, n, &pd, &room, zebLZ77FlushNone, state.get());
+            return zebsDecodeLZ77DynamicHuff_8u(p, n, &pd, &room, zebLZ77FlushNone, state.get());
+        });
+        ZebStatus st2 = drain(pairs.data(), (int)(pd - pairs.data()));
+        if (st2 < 0) {
+            r.status = st2;
+            break;
+        }
+        if (st == zebStsStreamEnd) {
+            ZebLZ77Pair finish = {0, 1}; // an empty match lets a match cut by the room finish
+            while (!r.out.empty() && (st2 = drain(&finish, 1)) == zebStsDstFull) {
+            }
+            EXPECT_TRUE(st2 == zebStsStreamEnd || st2 == zebStsOk); // Ok: a stored block, or no pairs
+        }
+        inBlock = st != zebStsOk;
+        r.status = st;
+        if (st == zebStsStreamEnd || (st == zebStsSrcShort && pos == s.size()) || !(st == zebStsOk || is_warning(st)))
+            break;
+    }
+    r.end = pos;
+    return r;
+}
+
+void expect_both_ways(const Bytes& stream, const Bytes& want, size_t srcChunk, size_t dstChunk,
+                      const Bytes& dict = {}, const char* what = "")
+{
+    Decoded one = decode_one_stage(stream, srcChunk, dstChunk, dict);
+    EXPECT_EQ(one.status, zebStsStreamEnd) << what;
+    EXPECT_TRUE(one.out == want) << what << ": one-stage, " << one.out.size() << " of " << want.size();
+    EXPECT_EQ(one.end, stream.size()) << what;
+    Decoded two = decode_two_stage(stream, srcChunk, dstChunk, 8192, dict);
+    EXPECT_EQ(two.status, zebStsStreamEnd) << what;
+    EXPECT_TRUE(two.out == want) << what << ": two-stage, " << two.out.size() << " of " << want.size();
+    EXPECT_EQ(two.end, stream.size()) << what;
+}
+
+Bytes sample(int kind, size_t len)
+{
+    Bytes d;
+    switch (kind) {
+    case 0: return zebtest::random_bytes(len);
+    case 1: // runs of random lengths
+        for (uint32_t i = 0; d.size() < len; ++i)
+            d.insert(d.end(), 1 + (i * 7919) % 300, (Zeb8u)(i * 37));
+        break;
+    case 2: { // text-like: words from a small vocabulary
+        static const char* kWords[] = {"the ", "quick ", "brown ", "fox ", "jumps ", "over ", "lazy ", "dog. "};
+        auto pick = zebtest::random_bytes(len, 8, 3);
+        for (size_t i = 0; d.size() < len; ++i)
+            d.insert(d.end(), kWords[pick[i]], kWords[pick[i]] + strlen(kWords[pick[i]]));
+        break;
+    }
+    default: { // long matches at distance 1 and 32768
+        d.assign(40000, 'a');
+        Bytes r = zebtest::random_bytes(32768, 256, 9);
+        d.insert(d.end(), r.begin(), r.end());
+        d.insert(d.end(), r.begin(), r.end());
+    }
+    }
+    d.resize(len);
+    return d;
+}
+
+#ifdef ZEBDC_HAVE_ZLIB
+struct ZlibOptions {
+    int level = 6, strategy = Z_DEFAULT_STRATEGY, windowBits = -15, memLevel = 8;
+    int flush = Z_NO_FLUSH;
+    size_t piece = 0; // flush after every piece of this size
+    Bytes dict;
+};
+
+Bytes zlib_deflate(const Bytes& data, const ZlibOptions& o)
+{
+    z_stream z{};
+    EXPECT_EQ(deflateInit2(&z, o.level, Z_DEFLATED, o.windowBits, o.memLevel, o.strategy), Z_OK);
+    if (!o.dict.empty())
+        deflateSetDictionary(&z, o.dict.data(), (uInt)o.dict.size());
+    Bytes out(deflateBound(&z, (uLong)data.size()) * 2 + 1024);
+    z.next_out = out.data();
+    z.avail_out = (uInt)out.size();
+    size_t piece = o.piece ? o.piece : data.size() + 1;
+    for (size_t pos = 0;;) {
+        size_t n = std::min(piece, data.size() - pos);
+        z.next_in = (Bytef*)data.data() + pos;
+        z.avail_in = (uInt)n;
+        pos += n;
+        bool last = pos == data.size();
+        int st = deflate(&z, last ? Z_FINISH : o.flush);
+        if (last) {
+            EXPECT_EQ(st, Z_STREAM_END);
+            break;
+        }
+    }
+    out.resize(z.total_out);
+    deflateEnd(&z);
+    return out;
+}
+
+TEST(Inflate, ZlibLevelsAndDataBothWays)
+{
+    for (int kind = 0; kind < 4; ++kind) {
+        Bytes data = sample(kind, 120000 / kScale);
+        for (int level = 0; level <= 9; ++level) {
+            ZlibOptions o;
+            o.level = level;
+            expect_both_ways(zlib_deflate(data, o), data, 1 << 20, 1 << 20, {},
+                             ("kind " + std::to_string(kind) + " level " + std::to_string(level)).c_str());
+        }
+    }
+}
+
+TEST(Inflate, ZlibStrategiesWindowsMemLevelsAndFlushes)
+{
+    Bytes data = sample(2, 60000 / kScale);
+    Bytes runs = sample(1, 20000);
+    data.insert(data.end(), runs.begin(), runs.end());
+    for (int strategy : {Z_DEFAULT_STRATEGY, Z_FILTERED, Z_HUFFMAN_ONLY, Z_RLE, Z_FIXED}) {
+        ZlibOptions o;
+        o.strategy = strategy;
+        expect_both_ways(zlib_deflate(data, o), data, 1 << 20, 1 << 20, {}, "strategy");
+    }
+    for (int wb = 9; wb <= 15; ++wb) {
+        ZlibOptions o;
+        o.windowBits = -wb;
+        o.memLevel = 1 + (wb - 9) * 8 / 6;
+        expect_both_ways(zlib_deflate(data, o), data, 1 << 20, 1 << 20, {}, "window");
+    }
+    for (int flush : {Z_SYNC_FLUSH, Z_FULL_FLUSH, Z_PARTIAL_FLUSH, Z_BLOCK}) {
+        ZlibOptions o;
+        o.flush = flush;
+        o.piece = 777;
+        for (int level : {0, 1, 6}) {
+            o.level = level;
+            expect_both_ways(zlib_deflate(data, o), data, 1 << 20, 1 << 20, {}, "flush");
+        }
+    }
+}
+
+// Every split of source and destination: one byte per call, random sizes, and exact fits.
+TEST(Inflate, AnySplitOfSourceAndDestination)
+{
+    for (int kind = 0; kind < 4; ++kind) {
+        Bytes data = sample(kind, kind == 3 ? 100000 / kScale : 3000);
+        for (int level : {0, 1, 9}) {
+            ZlibOptions o;
+            o.level = level;
+            Bytes z = zlib_deflate(data, o);
+            if (data.size() <= 3000) {
+                expect_both_ways(z, data, 1, 1, {}, "byte by byte");
+                expect_both_ways(z, data, 1, 1 << 20, {}, "source byte by byte");
+            }
+            expect_both_ways(z, data, 13, 259, {}, "odd chunks");
+            expect_both_ways(z, data, 1 << 20, 100, {}, "small room");
+        }
+    }
+}
+
+TEST(Inflate, ZlibAndGzipWrappersEndOnTheTrailer)
+{
+    Bytes data = sample(2, 50000);
+    for (int gzip = 0; gzip < 2; ++gzip) {
+        ZlibOptions o;
+        o.windowBits = gzip ? 31 : 15;
+        Bytes framed = zlib_deflate(data, o);
+        size_t head = gzip ? 10 : 2, tail = gzip ? 8 : 4;
+        for (size_t chunk : {(size_t)1, (size_t)1 << 20}) {
+            Bytes body(framed.begin() + head, framed.end()); // the trailer stays in the source
+            Decoded one = decode_one_stage(body, chunk, 1 << 20);
+            Decoded two = decode_two_stage(body, chunk, 1 << 20);
+            ASSERT_TRUE(one.out == data && two.out == data);
+            ASSERT_EQ(one.end, body.size() - tail);
+            ASSERT_EQ(two.end, body.size() - tail);
+            const Zeb8u* t = body.data() + one.end;
+            if (gzip) {
+                uint32_t crc = (uint32_t)crc32(0, data.data(), (uInt)data.size());
+                uint32_t stored[2];
+                memcpy(stored, t, 8);
+                EXPECT_EQ(stored[0], crc);
+                EXPECT_EQ(stored[1], (uint32_t)data.size());
+            } else {
+                uint32_t adler = (uint32_t)adler32(1, data.data(), (uInt)data.size());
+                EXPECT_EQ((uint32_t)t[0] << 24 | t[1] << 16 | t[2] << 8 | t[3], adler);
+            }
+        }
+    }
+}
+
+TEST(Inflate, PresetDictionary)
+{
+    Bytes dict = sample(2, 40000);
+    Bytes data(dict.begin() + 5000, dict.begin() + 20000);
+    Bytes more = sample(0, 3000);
+    data.insert(data.end(), more.begin(), more.end());
+    for (size_t dictLen : {(size_t)10, (size_t)300, (size_t)32768}) {
+        ZlibOptions o;
+        o.dict.assign(dict.end() - dictLen, dict.end());
+        expect_both_ways(zlib_deflate(data, o), data, 1 << 20, 1 << 20, o.dict, "dictionary");
+        expect_both_ways(zlib_deflate(data, o), data, 7, 61, o.dict, "dictionary, chunks");
+    }
+}
+
+TEST(Inflate, CorpusFilesLevels1And6)
+{
+    auto files = zebtest::corpus_files();
+    if (files.empty())
+        GTEST_SKIP() << "corpus absent";
+    for (const auto& path : files) {
+        Bytes data = zebtest::read_file(path);
+        data.resize(std::min(data.size(), (size_t)(1 << 20) / kScale / kScale));
+        for (int level : {1, 6}) {
+            ZlibOptions o;
+            o.level = level;
+            expect_both_ways(zlib_deflate(data, o), data, 1 << 24, 1 << 24, {}, path.c_str());
+        }
+    }
+}
+
+// CopyState between blocks and inside compressed data: both states finish the stream alike.
+TEST(Inflate, CopyStateContinuesIdentically)
+{
+    Bytes data = sample(2, 20000);
+    ZlibOptions o;
+    o.flush = Z_FULL_FLUSH;
+    o.piece = 5000;
+    Bytes z = zlib_deflate(data, o);
+    for (size_t cut : {z.size() / 3, z.size() / 2}) {
+        for (size_t room : {(size_t)1, (size_t)1 << 20}) {
+            State a = new_state();
+            Bytes head(z.begin(), z.begin() + cut);
+            Decoded first = decode_one_stage(head, 1 << 20, room, {}, a.get());
+            ASSERT_EQ(first.status, zebStsSrcShort);
+            State b = new_state();
+            ASSERT_EQ(zebsDecodeLZ77CopyState_8u(a.get(), b.get()), zebStsOk);
+            Bytes rest(z.begin() + first.end, z.end());
+            Decoded fromA = decode_one_stage(rest, 1 << 20, room, {}, a.get());
+            Decoded fromB = decode_one_stage(rest, 1 << 20, room, {}, b.get());
+            ASSERT_EQ(fromB.status, zebStsStreamEnd);
+            EXPECT_TRUE(fromA.out == fromB.out);
+            first.out.insert(first.out.end(), fromB.out.begin(), fromB.out.end());
+            EXPECT_TRUE(first.out == data);
+        }
+    }
+}
+#endif // ZEBDC_HAVE_ZLIB
+
+TEST(Inflate, StateLifeCycleAndDescriptors)
+{
+    int size = 0;
+    ASSERT_EQ(zebsDecodeLZ77GetSize_8u(&size), zebStsOk);
+    EXPECT_EQ(size, 112876);
+    EXPECT_EQ(zebsDecodeLZ77GetSize_8u(nullptr), zebStsNullPtr);
+    {
+        zebtest::HookSwap hooks(zebtest::failing_malloc, free);
+        ZebLZ77DecoderState* s = (ZebLZ77DecoderState*)1;
+        EXPECT_EQ(zebsDecodeLZ77InitAlloc_8u(zebLZ77ChecksumNone, &s), zebStsNoMemory);
+        EXPECT_EQ(s, (ZebLZ77DecoderState*)1);
+    }
+    State s = new_state();
+    ZebLZ77Pair* pairs;
+    int ind, len;
+    ASSERT_EQ(zebsDecodeLZ77GetPairs_8u(&pairs, &ind, &len, s.get()), zebStsOk);
+    EXPECT_EQ(ind, 0);
+    EXPECT_EQ(len, 8192);
+    ZebLZ77Pair mine[4];
+    ASSERT_EQ(zebsDecodeLZ77SetPairs_8u(mine, 3, -7, s.get()), zebStsOk);
+    zebsDecodeLZ77SetStatus_8u(zebLZ77StatusHuffman, s.get());
+    ASSERT_EQ(zebsDecodeLZ77Reset_8u(s.get()), zebStsOk);
+    ZebLZ77Pair* after;
+    zebsDecodeLZ77GetPairs_8u(&after, &ind, &len, s.get());
+    EXPECT_TRUE(after == mine && ind == 0 && len == 8192); // Reset keeps a caller's buffer
+    ZebLZ77Status stage;
+    zebsDecodeLZ77GetStatus_8u(&stage, s.get());
+    EXPECT_EQ(stage, zebLZ77StatusInit);
+    EXPECT_EQ(zebsDecodeLZ77SetDictionary_8u(nullptr, 1, s.get()), zebStsNullPtr);
+    EXPECT_EQ(zebsDecodeLZ77SetDictionary_8u((const Zeb8u*)mine, 0, s.get()), zebStsBadSize);
+}
+
+// A stored block split at every byte, LEN/NLEN checks, and the BTYPE 11 leniency.
+TEST(Inflate, StoredBlocksAndHeaders)
+{
+    Bytes data = zebtest::random_bytes(300, 256, 4);
+    BitWriter w;
+    w.put(0, 3); // not final, stored, then a final fixed block that refers back into it
+    w.put(0, 5);
+    w.put(300, 16);
+    w.put(300 ^ 0xFFFF, 16);
+    for (Zeb8u b : data)
+        w.put(b, 8);
+    w.put(3, 3);
+    w.fixed_match3(2); // length 3, distance 3
+    w.code(0, 7);
+    Bytes want = data;
+    want.insert(want.end(), data.end() - 3, data.end());
+    for (size_t chunk = 1; chunk <= 8; ++chunk)
+        expect_both_ways(w.out, want, chunk, chunk * 5, {}, "stored");
+
+    State s = new_state();
+    Bytes bad = {0x01, 0x05, 0x00, 0x05, 0x00}, empty = {0x01, 0x00, 0x00, 0xFF, 0xFF};
+    Decoded r = decode_one_stage(bad, 100, 100, {}, s.get());
+    EXPECT_EQ(r.status, zebStsBadSize);
+    r = decode_two_stage(bad, 100, 100);
+    EXPECT_EQ(r.status, zebStsBadSize);
+    r = decode_one_stage(empty, 100, 100);
+    EXPECT_TRUE(r.status == zebStsStreamEnd && r.out.empty());
+
+    Bytes btype3 = {0x07, 0x00};
+    ZebLZ77BlockType type = zebLZ77BlockDynamic;
+    zebsDecodeLZ77Reset_8u(s.get());
+    Zeb8u* p = btype3.data();
+    int n = 2;
+    ASSERT_EQ(zebsDecodeLZ77GetBlockType_8u(&p, &n, &type, s.get()), zebStsOk);
+    EXPECT_EQ(type, zebLZ77BlockDynamic);
+    Zeb8u out[4];
+    Zeb8u* d = out;
+    int room = 4;
+    EXPECT_EQ(zebsDecodeLZ77StoredBlock_8u(&p, &n, &d, &room, s.get()), zebStsError);
+    room = 0;
+    EXPECT_EQ(zebsDecodeLZ77StoredBlock_8u(&p, &n, &d, &room, s.get()), zebStsBadSize);
+}
+
+// Hand-made fixed blocks: references before the start of the stream or the dictionary, invalid
+// symbols, and the 258-at-distance-1 match carried over a small destination.
+TEST(Inflate, RefusesFarDistancesAndInvalidSymbols)
+{
+    auto fixed = [](std::function<void(BitWriter&)> body) {
+        BitWriter w;
+        w.put(3, 3);
+        body(w);
+        w.code(0, 7);
+        w.put(0, 32); // room for the fast paths
+        return w.out;
+    };
+    Bytes first = fixed([](BitWriter& w) { w.fixed_match3(0); });
+    Bytes secondTooFar = fixed([](BitWriter& w) { w.fixed_literal('x'); w.fixed_match3(1); });
+    Bytes lit286 = fixed([](BitWriter& w) { w.code(0xC6, 8); });
+    Bytes dist30 = fixed([](BitWriter& w) { w.fixed_literal('x'); w.code(1, 7); w.code(30, 5); });
+    for (size_t chunk : {(size_t)1, (size_t)1000}) {
+        EXPECT_EQ(decode_one_stage(first, chunk, 100).status, zebStsError);
+        EXPECT_EQ(decode_two_stage(first, chunk, 100).status, zebStsError);
+        EXPECT_EQ(decode_one_stage(secondTooFar, chunk, 100).status, zebStsError);
+        EXPECT_EQ(decode_one_stage(lit286, chunk, 100).status, zebStsBadSize);
+        EXPECT_EQ(decode_two_stage(dist30, chunk, 100).status, zebStsBadSize);
+        EXPECT_EQ(decode_one_stage(dist30, chunk, 100).status, zebStsBadSize);
+    }
+    // A D-byte dictionary makes distance D the furthest allowed.
+    Bytes d4 = fixed([](BitWriter& w) { w.fixed_match3(3); });
+    Bytes d3 = fixed([](BitWriter& w) { w.fixed_match3(2); });
+    Bytes dict = {'a', 'b', 'c'};
+    EXPECT_EQ(decode_one_stage(d4, 1000, 100, dict).status, zebStsError);
+    Decoded ok = decode_one_stage(d3, 1000, 100, dict);
+    EXPECT_TRUE(ok.status == zebStsStreamEnd && ok.out == dict);
+    EXPECT_TRUE(decode_two_stage(d3, 1000, 100, 8192, dict).out == dict);
+
+    // A caller's pairs of any value stay in bounds; a match cut by the room is carried over.
+    State s = new_state();
+    ZebLZ77Pair pairs[] = {{'a', 0}, {258, 1}, {0xFFFF, 0xFFFF}};
+    ZebLZ77Pair* ps = pairs;
+    int np = 3;
+    Bytes out(100);
+    Zeb8u* d = out.data();
+    int room = 100;
+    ASSERT_EQ(zebsDecodeLZ77_8u(&ps, &np, &d, &room, zebLZ77FlushNone, s.get()), zebStsDstFull);
+    EXPECT_EQ(np, 1);
+    EXPECT_TRUE(std::all_of(out.begin(), out.end(), [](Zeb8u b) { return b == 'a'; }));
+    d = out.data();
+    room = 100;
+    ASSERT_EQ(zebsDecodeLZ77_8u(&ps, &np, &d, &room, zebLZ77FlushNone, s.get()), zebStsDstFull);
+    EXPECT_EQ(np, 1); // 100 more of the pending 159
+    room = 100;
+    d = out.data();
+    EXPECT_EQ(zebsDecodeLZ77_8u(&ps, &np, &d, &room, zebLZ77FlushNone, s.get()), zebStsError);
+    EXPECT_EQ(room, 41); // the rest of the pending match, then the far pair refused
+}
+
+// Dynamic headers built by hand: a single distance code, repeats running past the 320 lengths,
+// over-subscribed codes. None may write or read outside the state.
+TEST(Inflate, DynamicHeadersWithOddCodes)
+{
+    // The code-length code gives 4 bits to every symbol but 14, 15 and 16 (a complete code).
+    auto header = [](BitWriter& w, int hlit, int hdist, const std::vector<int>& lens) {
+        w.put(5, 3); // final, dynamic
+        w.put(hlit - 257, 5);
+        w.put(hdist - 1, 5);
+        w.put(15, 4);
+        static const int kOrder[19] = {16, 17, 18, 0, 8, 7, 9, 6, 10, 5, 11, 4, 12, 3, 13, 2, 14, 1, 15};
+        auto has = [](int sym) { return sym != 14 && sym != 15 && sym != 16; };
+        for (int i = 0; i < 19; ++i)
+            w.put(has(kOrder[i]) ? 4 : 0, 3);
+        int codeOf[19], rank = 0;
+        for (int sym = 0; sym < 19; ++sym)
+            codeOf[sym] = has(sym) ? rank++ : -1;
+        for (int v : lens) { // values 0..15 as lengths; 100 + n as "18 with n" zeros
+            if (v >= 100) {
+                w.code(codeOf[18], 4);
+                w.put(v - 100 - 11, 7);
+            } else {
+                w.code(codeOf[v], 4);
+            }
+        }
+    };
+    // Literals 'a' and 'b' and end of block with 2-bit codes, one distance code of 1 bit.
+    std::vector<int> lens;
+    for (int i = 0; i < 257; ++i)
+        lens.push_back(i == 'a' || i == 'b' ? 2 : i == 256 ? 2 : 0);
+    lens.push_back(2); // length 3
+    lens.push_back(1); // distance 1: the single code
+    BitWriter w;
+    header(w, 258, 1, lens);
+    w.code(0, 2);     // 'a'
+    w.code(1, 2);     // 'b'
+    w.code(3, 2);     // length 3
+    w.code(0, 1);     // distance 1
+    w.code(2, 2);     // end
+    w.put(0, 32);
+    Bytes want = {'a', 'b', 'b', 'b', 'b'};
+    for (size_t chunk : {(size_t)1, (size_t)3, (size_t)1000}) {
+        Decoded one = decode_one_stage(w.out, chunk, 2);
+        EXPECT_TRUE(one.status == zebStsStreamEnd && one.out == want) << chunk;
+        EXPECT_TRUE(decode_two_stage(w.out, chunk, 3).out == want) << chunk;
+    }
+    // 316 lengths whose last run of 138 zeros starts at index 300, and every code of 4 bits
+    // (over-subscribed): decoding stays within bounds, whatever it yields.
+    BitWriter v;
+    std::vector<int> many(300, 4);
+    many.push_back(100 + 138);
+    header(v, 286, 30, many);
+    Bytes tail = zebtest::random_bytes(4000, 256, 7);
+    v.out.insert(v.out.end(), tail.begin(), tail.end());
+    for (size_t chunk : {(size_t)1, (size_t)5000}) {
+        Decoded one = decode_one_stage(v.out, chunk, 997);
+        Decoded two = decode_two_stage(v.out, chunk, 997, 64);
+        for (ZebStatus st : {one.status, two.status})
+            EXPECT_TRUE(st == zebStsStreamEnd || st == zebStsSrcShort || st == zebStsBadSize ||
+                        st == zebStsError) << st;
+    }
+}
+
+} // namespace
