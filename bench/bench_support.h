@@ -16,6 +16,7 @@
 #include <string>
 #include <vector>
 
+#include "test_support.h"
 #include "zebdc.h"
 
 namespace zebbench {
@@ -38,35 +39,10 @@ std::function<void(benchmark::State&)> throughput(size_t bytes, Fn fn)
     };
 }
 
-inline std::vector<std::string> corpus_paths()
-{
-    static const char* const kNames[] = {"alice29.txt", "asyoulik.txt", "fireworks.jpeg",
-                                         "geo.protodata", "html", "html_x_4", "kppkn.gtb",
-                                         "lcet10.txt", "paper-100k.pdf", "plrabn12.txt",
-                                         "urls.10K"};
-    std::vector<std::string> found;
-    for (const char* name : kNames) {
-        std::string path = std::string(ZEBDC_CORPUS_DIR) + "/" + name;
-        if (FILE* f = std::fopen(path.c_str(), "rb")) {
-            std::fclose(f);
-            found.push_back(path);
-        }
-    }
-    return found;
-}
+// The shared corpus files, or nothing when the corpus is absent (the tests' list).
+inline std::vector<std::string> corpus_paths() { return zebtest::corpus_files(); }
 
-inline std::vector<Zeb8u> read_file(const std::string& path)
-{
-    std::vector<Zeb8u> data;
-    if (FILE* f = std::fopen(path.c_str(), "rb")) {
-        Zeb8u buf[65536];
-        size_t got;
-        while ((got = std::fread(buf, 1, sizeof buf, f)) > 0)
-            data.insert(data.end(), buf, buf + got);
-        std::fclose(f);
-    }
-    return data;
-}
+using zebtest::read_file;
 
 inline std::string base_name(const std::string& path)
 {
