@@ -91,6 +91,12 @@ Zeb32s ownLZ77MatchLength(const Zeb8u* a, const Zeb8u* b, Zeb32s maxLen);
 Zeb32s ownLZ77LongestMatch(const OwnLZ77Finder& f, Zeb32s p, Zeb32s c, Zeb32s maxLen,
                            Zeb32s maxProbes, Zeb32s* pBestPos);
 
+// The same walk for a match longer than `best` (2 <= best < maxLen): it finds the same longest
+// match and position as ownLZ77LongestMatch whenever that match is longer than best, and
+// returns best (leaving *pBestPos) otherwise; the two-byte test rejects more candidates early.
+Zeb32s ownLZ77LongerMatch(const OwnLZ77Finder& f, Zeb32s p, Zeb32s c, Zeb32s maxLen,
+                          Zeb32s maxProbes, Zeb32s best, Zeb32s* pBestPos);
+
 // The greedy step of the chained finder: inserts p, then searches its chain (maxProbes
 // candidates, at most min(end - 2 - p, 258) bytes). p < end - 2.
 // @return the match length (>= 3) with its position in *pBestPos, or 2 for a literal.

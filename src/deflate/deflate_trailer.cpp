@@ -44,9 +44,11 @@ extern "C" ZEBAPI ZebStatus zebsEncodeLZ77Flush_8u(Zeb8u** ppDst, Zeb32s* pDstLe
 
     // Bits a block left behind (none after a final block) go out first, padded to a byte.
     OwnBitSink s = ownLoadSink(e, *ppDst, *pDstLen);
-    s.count = (s.count + 7) & ~7;
-    ownDrainBits(s);
-    ownSaveSink(e, s);
+    if (s.count > 0) {
+        s.count = (s.count + 7) & ~7;
+        ownDrainBits(s);
+        ownSaveSink(e, s);
+    }
     ZebStatus status = zebStsDstFull;
     if (s.count == 0) {
         if (e->trailerLen == 0)

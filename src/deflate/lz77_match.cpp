@@ -18,6 +18,13 @@ enum {
 
 inline Zeb32s min32(Zeb32s a, Zeb32s b) { return a < b ? a : b; }
 
+inline Zeb16u load16(const Zeb8u* p)
+{
+    Zeb16u v;
+    memcpy(&v, p, sizeof v);
+    return v;
+}
+
 inline bool emit(OwnLZ77Sink& out, Zeb32u length, Zeb32u offset)
 {
     if (out.made == out.room)
@@ -55,25 +62,41 @@ Zeb32s ownLZ77MatchLength(const Zeb8u* a, const Zeb8u* b, Zeb32s maxLen)
 Zeb32s ownLZ77LongestMatch(const OwnLZ77Finder& f, Zeb32s p, Zeb32s c, Zeb32s maxLen,
                            Zeb32s maxProbes, Zeb32s* pBestPos)
 {
+    return ownLZ77LongerMatch(f, p, c, maxLen, maxProbes, 2, pBestPos);
+}
+
+Zeb32s ownLZ77LongerMatch(const OwnLZ77Finder& f, Zeb32s p, Zeb32s c, Zeb32s maxLen,
+                          Zeb32s maxProbes, Zeb32s best, Zeb32s* pBestPos)
+{
     const Zeb8u* cur = f.src + (p - f.position);
-    Zeb32s best = 2;
+    Zeb16u tail = load16(cur + best - 1);
+    // Usable candidates lie 1 .. reach positions back: one unsigned compare per link.
+    Zeb32u reach = (Zeb32u)min32(kLZ77MaxDistance, p > f.lowest ? p - f.lowest : 0);
     for (Zeb32s probes = 0;;) {
         const Zeb8u* cand = ownLZ77Bytes(f, c);
-        // Reject on the two bytes that would have to match for a longer match than best.
-        if (cand[best - 1] == cur[best - 1] && cand[best] == cur[best]) {
-            Zeb32s len = ownLZ77MatchLength(cand, cur, maxLen);
-            if (len > best) {
-                best = len;
-                *pBestPos = c;
-            }
+        // Skip candidates that differ in the two bytes a longer match than best must have.
+        while (load16(cand + best - 1) != tail) {
+            if (++probes == maxProbes)
+                return best;
+            c = f.prev[c & kLZ77LinkMask];
+            if ((Zeb32u)(p - c - 1) >= reach)
+                return best;
+            cand = ownLZ77Bytes(f, c);
         }
-        if (++probes == maxProbes || best >= maxLen)
-            break;
+        Zeb32s len = ownLZ77MatchLength(cand, cur, maxLen);
+        if (len > best) {
+            best = len;
+            *pBestPos = c;
+            if (best >= maxLen)
+                return best;
+            tail = load16(cur + best - 1);
+        }
+        if (++probes == maxProbes)
+            return best;
         c = f.prev[c & kLZ77LinkMask];
-        if (!ownLZ77Usable(f, p, c))
-            break;
+        if ((Zeb32u)(p - c - 1) >= reach)
+            return best;
     }
-    return best;
 }
 
 void ownLZ77ClearTable(Zeb32s* table, Zeb32s len)
@@ -183,14 +206,21 @@ Zeb32s ownLZ77ParseAverage(const OwnLZ77Finder& f, Zeb32s end, OwnLZ77Sink& out)
 
 namespace {
 
-// Level 2 search at p from the candidate c: 2 when c is unusable or fewer than 3 bytes may match.
-inline Zeb32s search_best(const OwnLZ77Finder& f, Zeb32s p, Zeb32s c, Zeb32s end,
+// Level 2 search at p from the candidate c for a match longer than `shorter` (2: any match):
+// `shorter` when there is none, or when c is unusable or no longer match fits before the end.
+inline Zeb32s search_best(const OwnLZ77Finder& f, Zeb32s p, Zeb32s c, Zeb32s end, Zeb32s shorter,
                           Zeb32s* pBestPos)
 {
     Zeb32s maxLen = min32(end - 3 - p, kLZ77MaxMatch);
-    if (maxLen < kLZ77MinMatch || !ownLZ77Usable(f, p, c))
-        return 2;
-    return ownLZ77LongestMatch(f, p, c, maxLen, kBestProbes, pBestPos);
+    if (maxLen < kLZ77MinMatch || maxLen <= shorter || !ownLZ77Usable(f, p, c))
+        return shorter;
+    return ownLZ77LongerMatch(f, p, c, maxLen, kBestProbes, shorter, pBestPos);
+}
+
+// Whether level 2 takes a match found at p rather than look further.
+inline bool acceptable(Zeb32s len, Zeb32s distance)
+{
+    return len > kLZ77MinMatch || (len == kLZ77MinMatch && distance <= kFarThreeByteMatch);
 }
 
 } // namespace
@@ -205,16 +235,17 @@ Zeb32s ownLZ77ParseBest(const OwnLZ77Finder& f, Zeb32s end, OwnLZ77Sink& out)
             return p;
         Zeb32s c = ownLZ77Insert(f, p);
         if (searchHere) {
-            best1 = search_best(f, p, c, end, &bestPos1);
+            best1 = search_best(f, p, c, end, 2, &bestPos1);
             searchHere = false;
         }
-        // Look one position ahead without linking it.
+        // Look one position ahead without linking it. When the match at p is one to take, only
+        // a longer match at p + 1 matters, and the search may reject anything not longer.
+        Zeb32s distance = p - bestPos1;
+        bool takeable = acceptable(best1, distance);
         Zeb32s bestPos2 = 0;
         Zeb32s c2 = f.head[ownLZ77Hash(f.randVec, f.src + (p + 1 - f.position))];
-        Zeb32s best2 = search_best(f, p + 1, c2, end, &bestPos2);
-        Zeb32s distance = p - bestPos1;
-        if (best1 >= best2 &&
-            (best1 > kLZ77MinMatch || (best1 == kLZ77MinMatch && distance <= kFarThreeByteMatch))) {
+        Zeb32s best2 = search_best(f, p + 1, c2, end, takeable ? best1 : 2, &bestPos2);
+        if (takeable && best1 >= best2) {
             emit(out, (Zeb32u)best1, (Zeb32u)distance);
             ownLZ77InsertRange(f, p + 1, p + best1);
             p += best1;
