@@ -157,8 +157,9 @@ inline constexpr auto dCodeTab =
 // Bit reversal of a byte.
 inline constexpr auto revCodeTable =
     deflate_rules::build<uint8_t, 256>([](int i) { return (uint8_t)deflate_rules::reverse(i, 8); });
-// RFC 1951 order of the code-length-code lengths.
-inline constexpr OwnTable<uint8_t, 19> sTreeOrder = {
+// RFC 1951 order of the code-length-code lengths (internal linkage: the inflate decoder keeps
+// its own table of the same name).
+constexpr OwnTable<uint8_t, 19> sTreeOrder = {
     {16, 17, 18, 0, 8, 7, 9, 6, 10, 5, 11, 4, 12, 3, 13, 2, 14, 1, 15}};
 // Hash randomisation of the LZ77 encoder: rows for the first, second and third byte of a triple.
 inline constexpr auto randVec = deflate_rules::randomTable();
