@@ -8,7 +8,8 @@
 #include <bzlib.h>
 #endif
 
-namespace {
+namespace
+{
 
 const size_t kBlocks = 3, kBlock = 900000;
 
@@ -28,8 +29,7 @@ void register_bzip2()
         state.SetBytesProcessed((int64_t)state.iterations() * (int64_t)data.size());
         state.counters["size"] = (double)size;
     });
-    zebbench::add("bzip2_decompress", "ours", label,
-                  zebbench::throughput(data.size(), [] {
+    zebbench::add("bzip2_decompress", "ours", label, zebbench::throughput(data.size(), [] {
                       zebbz2::Bytes back;
                       back.reserve(data.size());
                       if (!zebbz2::bz2_decompress(ours, &back) || back != data)
@@ -50,8 +50,7 @@ void register_bzip2()
         state.SetBytesProcessed((int64_t)state.iterations() * (int64_t)data.size());
         state.counters["size"] = (double)peerLen;
     });
-    zebbench::add("bzip2_decompress", "libbz2", label,
-                  zebbench::throughput(data.size(), [] {
+    zebbench::add("bzip2_decompress", "libbz2", label, zebbench::throughput(data.size(), [] {
                       static zebbz2::Bytes back(data.size());
                       unsigned len = (unsigned)back.size();
                       if (BZ2_bzBuffToBuffDecompress((char*)back.data(), &len, (char*)peer.data(),

@@ -8,7 +8,8 @@
 
 #include "../tests/bzip2_stream.h"
 
-namespace {
+namespace
+{
 
 void require(bool ok)
 {
@@ -66,13 +67,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     zebsMTFInv_8u(block.data(), block.data(), n, (ZebMTFState_8u*)(void*)mtf.data());
     zebbz2::Bytes unsorted(block.begin(), block.begin() + n), scratch(4 * (size_t)n + 1024);
     if (zebbz2::have_transform_and_crc())
-        require(zebsBWTInv_8u(block.data(), unsorted.data(), n, originSeed % n,
-                              scratch.data()) == zebStsOk);
+        require(zebsBWTInv_8u(block.data(), unsorted.data(), n, originSeed % n, scratch.data()) ==
+                zebStsOk);
     Zeb8u inUse[256];
     for (int v = 0; v < 256; ++v)
         inUse[v] = (Zeb8u)(data[4 + v % (size - 4)] & 1);
-    require(zebsExpandDictionary_8u_I(inUse, unsorted.data(), n, alphabet - 2 > 0 ? alphabet - 2
-                                                                                   : 1) == 0);
+    require(zebsExpandDictionary_8u_I(inUse, unsorted.data(), n,
+                                      alphabet - 2 > 0 ? alphabet - 2 : 1) == 0);
     zebbz2::Bytes out(60000);
     Zeb8u* r = unsorted.data();
     int rLen = n, outLen = (int)out.size();

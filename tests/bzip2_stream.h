@@ -16,7 +16,8 @@
 #pragma weak zebsBWTInv_8u
 #pragma weak zebsCRC32_BZ2_8u
 
-namespace zebbz2 {
+namespace zebbz2
+{
 
 inline bool have_transform_and_crc()
 {
@@ -73,7 +74,11 @@ struct StreamWriter {
 
 // A .bz2 stream in the chain's calling order; `piece` input bytes per run-length call. Returns
 // nothing if a stage fails; `symbols` receives each block's symbol count.
-inline Bytes bz2_compress(const Bytes& data, int level, size_t piece, std::vector<int>* symbols = nullptr)
+// A forward transform in place of the library's: writes the last column, returns the origin.
+using ForwardTransform = int (*)(const Zeb8u* block, Zeb8u* last, int n);
+
+inline Bytes bz2_compress(const Bytes& data, int level, size_t piece,
+                          std::vector<int>* symbols = nullptr, ForwardTransform forward = nullptr)
 {
     StreamWriter w;
     w.put(0x425A68, 24), w.put('0' + level, 8);
@@ -105,10 +110,14 @@ inline Bytes bz2_compress(const Bytes& data, int level, size_t piece, std::vecto
         int dict = 0, origPtr = 0;
         zebsRLEGetInUseTable_8u(inUse, rle);
         zebsReduceDictionary_8u_I(inUse, block.data(), n, &dict);
-        zebsBWTFwdGetSize_8u(n, &size);
-        scratch.resize(size);
+        if (!forward) {
+            zebsBWTFwdGetSize_8u(n, &size);
+            scratch.resize(size);
+        }
         Bytes bwt(n), mtf(256);
-        if (zebsBWTFwd_8u(block.data(), bwt.data(), n, &origPtr, scratch.data()) != zebStsOk)
+        if (forward)
+            origPtr = forward(block.data(), bwt.data(), n);
+        else if (zebsBWTFwd_8u(block.data(), bwt.data(), n, &origPtr, scratch.data()) != 0)
             return {};
         zebsMTFInit_8u((ZebMTFState_8u*)(void*)mtf.data());
         zebsMTFFwd_8u(bwt.data(), bwt.data(), n, (ZebMTFState_8u*)(void*)mtf.data());
@@ -133,9 +142,10 @@ inline Bytes bz2_compress(const Bytes& data, int level, size_t piece, std::vecto
         }
         Zeb16u* syms = b.syms.data();
         int symLen = (int)b.syms.size();
-        if (!w.stage(20000, [&](Zeb8u* dst, int* len) {
-                return zebsPackHuffContext_BZ2_16u8u(&w.code, &w.bits, dst, len, huff);
-            }) ||
+        if (!w.stage(20000,
+                     [&](Zeb8u* dst, int* len) {
+                         return zebsPackHuffContext_BZ2_16u8u(&w.code, &w.bits, dst, len, huff);
+                     }) ||
             !w.stage(b.syms.size() * 3 + 16, [&](Zeb8u* dst, int* len) {
                 return zebsEncodeHuff_BZ2_16u8u(&w.code, &w.bits, &syms, &symLen, dst, len, huff);
             }))
@@ -148,15 +158,19 @@ inline Bytes bz2_compress(const Bytes& data, int level, size_t piece, std::vecto
     return w.out;
 }
 
-// Reads a .bz2 stream with the stages (the framing here); false on anything unexpected.
-inline bool bz2_decompress(const Bytes& in, Bytes* out)
+// Reads a .bz2 stream with the stages (the framing here); false on anything unexpected. With
+// lastColumns, each block stops before the inverse transform: its last column, with the byte
+// values restored, goes there and `out` stays empty.
+inline bool bz2_decompress(const Bytes& in, Bytes* out, std::vector<Bytes>* lastColumns = nullptr)
 {
     Zeb32u code = 0;
     int bits = 0, left = (int)in.size();
     Zeb8u* src = (Zeb8u*)in.data();
     auto get = [&](int n) -> Zeb32u { // n <= 24; zero bits past the end
-        for (; bits < n; bits += 8, left -= left > 0, ++src)
+        for (; bits < n; bits += 8, ++src) {
             code |= (Zeb32u)(left > 0 ? *src : 0) << (24 - bits);
+            left -= left > 0 ? 1 : 0;
+        }
         Zeb32u v = code >> (32 - n);
         code <<= n, bits -= n;
         return v;
@@ -173,7 +187,7 @@ inline bool bz2_decompress(const Bytes& in, Bytes* out)
         Zeb32u magic = get(24), magic2 = get(24), crc = get(16) << 16;
         crc |= get(16);
         if (magic == 0x177245 && magic2 == 0x385090)
-            return crc == combined;
+            return lastColumns || crc == combined;
         if (magic != 0x314159 || magic2 != 0x265359 || get(1) != 0)
             return false;
         int origPtr = (int)get(24), used = (int)get(16), dict = 0;
@@ -194,6 +208,11 @@ inline bool bz2_decompress(const Bytes& in, Bytes* out)
             return false;
         zebsMTFInit_8u((ZebMTFState_8u*)(void*)mtf.data());
         zebsMTFInv_8u(block.data(), block.data(), n, (ZebMTFState_8u*)(void*)mtf.data());
+        if (lastColumns) {
+            zebsExpandDictionary_8u_I(inUse, block.data(), n, dict);
+            lastColumns->emplace_back(block.begin(), block.begin() + n);
+            continue;
+        }
         Bytes unsorted(n);
         zebsBWTInv_8u(block.data(), unsorted.data(), n, origPtr, scratch.data());
         zebsExpandDictionary_8u_I(inUse, unsorted.data(), n, dict);

@@ -5,14 +5,15 @@
 
 #include "core/zeb_common.h"
 
-namespace zeb_bzip2 {
+namespace zeb_bzip2
+{
 
 enum {
-    kMaxAlphabet = 258,   // 256 values + RUNA/RUNB, less the unused 0, plus end-of-block
-    kMaxTables = 6,       // bzip2 codes a block with 2..6 tables
-    kGroupSize = 50,      // symbols coded with one table before the next selector
-    kMaxCodeLen = 17,     // longest code the encoder writes
-    kMaxDecodeLen = 20,   // longest code the decoder accepts
+    kMaxAlphabet = 258,     // 256 values + RUNA/RUNB, less the unused 0, plus end-of-block
+    kMaxTables = 6,         // bzip2 codes a block with 2..6 tables
+    kGroupSize = 50,        // symbols coded with one table before the next selector
+    kMaxCodeLen = 17,       // longest code the encoder writes
+    kMaxDecodeLen = 20,     // longest code the decoder accepts
     kMaxBlockGroups = 18000 // groups of the largest bzip2 block (900000 symbols)
 };
 

@@ -3,7 +3,8 @@
 // reduction commutes with the Burrows-Wheeler transform.
 #include "bzip2/bzip2_internal.h"
 
-namespace {
+namespace
+{
 
 // Translates pSrcDst through map, two bytes per iteration.
 void translate(const Zeb8u map[256], Zeb8u* pSrcDst, int len)
@@ -23,8 +24,7 @@ void translate(const Zeb8u map[256], Zeb8u* pSrcDst, int len)
 extern "C" ZEBAPI ZebStatus zebsReduceDictionary_8u_I(const Zeb8u inUse[256], Zeb8u* pSrcDst,
                                                       int len, int* pSizeDictionary)
 {
-    ZEB_CHECK(inUse != nullptr && pSrcDst != nullptr && pSizeDictionary != nullptr,
-              zebStsNullPtr);
+    ZEB_CHECK(inUse != nullptr && pSrcDst != nullptr && pSizeDictionary != nullptr, zebStsNullPtr);
     ZEB_CHECK(len > 0, zebStsBadSize);
     Zeb8u map[256];
     int total = 0;

@@ -11,7 +11,8 @@
 
 using namespace zeb_bzip2;
 
-namespace {
+namespace
+{
 
 enum {
     kFastBits = 8,
@@ -24,27 +25,27 @@ enum {
 };
 
 struct DecodeTable {
-    Zeb16u fast[1 << kFastBits];       // symbol | length << 12, for codes of at most 8 bits
-    Zeb16u sorted[kMaxAlphabet];       // symbols of 9 bits or more in canonical order
-    Zeb32u limit[kLongLevels + 1];     // limit[k]: first code of length 9 + k, in 20-bit units
-    Zeb16u base[kLongLevels + 1];      // index in `sorted` of the first code of length 9 + k
-    Zeb16u levels;                     // long lengths used: the codes end at limit[levels]
+    Zeb16u fast[1 << kFastBits];   // symbol | length << 12, for codes of at most 8 bits
+    Zeb16u sorted[kMaxAlphabet];   // symbols of 9 bits or more in canonical order
+    Zeb32u limit[kLongLevels + 1]; // limit[k]: first code of length 9 + k, in 20-bit units
+    Zeb16u base[kLongLevels + 1];  // index in `sorted` of the first code of length 9 + k
+    Zeb16u levels;                 // long lengths used: the codes end at limit[levels]
 };
 
 } // namespace
 
 // The selectors (one byte per group) follow the fixed part at kStateFixedSize.
 struct ZebDecodeHuffState_BZ2 {
-    Zeb32s phase;        // header reader: 0 counts, 1 selectors, 2 code lengths
+    Zeb32s phase; // header reader: 0 counts, 1 selectors, 2 code lengths
     Zeb32s numTables;
     Zeb32s numSelectors;
-    Zeb32s index;        // selector or table being read
-    Zeb32s symbol;       // symbol whose length is being read; -1 before the start length
+    Zeb32s index;  // selector or table being read
+    Zeb32s symbol; // symbol whose length is being read; -1 before the start length
     Zeb32s currentLen;
-    Zeb32s groupIndex;   // group of 50 being decoded
+    Zeb32s groupIndex; // group of 50 being decoded
     Zeb32s alphabetSize;
-    Zeb32s groupPos;     // symbols already decoded in that group
-    Zeb32s tablesReady;  // 1 once a whole header has been read
+    Zeb32s groupPos;    // symbols already decoded in that group
+    Zeb32s tablesReady; // 1 once a whole header has been read
     Zeb32u selectorCapacity;
     Zeb32u capacitySeal;
     Zeb8u lengths[kMaxAlphabet + 2]; // of the table being read
@@ -52,11 +53,18 @@ struct ZebDecodeHuffState_BZ2 {
 };
 static_assert(sizeof(ZebDecodeHuffState_BZ2) <= kStateFixedSize, "the documented state size");
 
-namespace {
+namespace
+{
 
-inline Zeb8u* selectors(ZebDecodeHuffState_BZ2* s) { return (Zeb8u*)s + kStateFixedSize; }
+inline Zeb8u* selectors(ZebDecodeHuffState_BZ2* s)
+{
+    return (Zeb8u*)s + kStateFixedSize;
+}
 
-inline int groups_of(int symbols) { return (int)(((long long)symbols + kGroupSize - 1) / kGroupSize); }
+inline int groups_of(int symbols)
+{
+    return (int)(((long long)symbols + kGroupSize - 1) / kGroupSize);
+}
 
 struct BitReader {
     Zeb32u code;
@@ -293,7 +301,8 @@ extern "C" ZEBAPI ZebStatus zebsUnpackHuffContext_BZ2_8u16u(Zeb32u* pCode, int* 
     return status;
 }
 
-namespace {
+namespace
+{
 
 // Decodes one symbol from the 20 buffered bits; -1 for a pattern that matches no code.
 inline int decode_symbol(const DecodeTable* table, Zeb32u code, int* len)
@@ -319,8 +328,7 @@ extern "C" ZEBAPI ZebStatus zebsDecodeHuff_BZ2_8u16u(Zeb32u* pCode, int* pCodeLe
                                                      Zeb8u** ppSrc, int* pSrcLen, Zeb16u* pDst,
                                                      int* pDstLen, ZebDecodeHuffState_BZ2* pState)
 {
-    ZEB_CHECK(pCode != nullptr && pCodeLenBits != nullptr && ppSrc != nullptr &&
-                  pSrcLen != nullptr,
+    ZEB_CHECK(pCode != nullptr && pCodeLenBits != nullptr && ppSrc != nullptr && pSrcLen != nullptr,
               zebStsNullPtr);
     ZEB_CHECK(*ppSrc != nullptr && pDst != nullptr && pDstLen != nullptr && pState != nullptr,
               zebStsNullPtr);

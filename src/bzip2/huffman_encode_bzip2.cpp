@@ -22,7 +22,8 @@ struct ZebEncodeHuffState_BZ2 {
     Zeb32u capacitySeal;
 };
 
-namespace {
+namespace
+{
 
 enum {
     kFieldsSize = 24,
@@ -39,10 +40,19 @@ inline Zeb32u* code_tables(ZebEncodeHuffState_BZ2* s)
 {
     return (Zeb32u*)(void*)((Zeb8u*)s + kCodesOffset);
 }
-inline Zeb8u* length_tables(ZebEncodeHuffState_BZ2* s) { return (Zeb8u*)s + kLengthsOffset; }
-inline Zeb8u* selectors(ZebEncodeHuffState_BZ2* s) { return (Zeb8u*)s + s->selectorsOffset; }
+inline Zeb8u* length_tables(ZebEncodeHuffState_BZ2* s)
+{
+    return (Zeb8u*)s + kLengthsOffset;
+}
+inline Zeb8u* selectors(ZebEncodeHuffState_BZ2* s)
+{
+    return (Zeb8u*)s + s->selectorsOffset;
+}
 
-inline int groups_of(int symbols) { return (int)(((long long)symbols + kGroupSize - 1) / kGroupSize); }
+inline int groups_of(int symbols)
+{
+    return (int)(((long long)symbols + kGroupSize - 1) / kGroupSize);
+}
 
 int table_count(int blockLen)
 {
@@ -205,8 +215,8 @@ void load_lanes(const Zeb8u* lengths, int n, int numTables, __m128i* lanes)
 
 // Picks each group's cheapest table (the lowest index among equal costs) and counts the
 // symbols of the groups per chosen table.
-void select_groups(const Zeb16u* src, int srcLen, int numTables, const __m128i* lanes,
-                   Zeb8u* sel, Zeb32u (*freq)[kMaxAlphabet])
+void select_groups(const Zeb16u* src, int srcLen, int numTables, const __m128i* lanes, Zeb8u* sel,
+                   Zeb32u (*freq)[kMaxAlphabet])
 {
     for (int g = 0, start = 0; start < srcLen; ++g, start += kGroupSize) {
         int end = start + kGroupSize < srcLen ? start + kGroupSize : srcLen;
@@ -359,7 +369,8 @@ extern "C" ZEBAPI ZebStatus zebsPackHuffContext_BZ2_16u8u(Zeb32u* pCode, int* pC
     return out.lost() ? zebStsDstFull : zebStsOk;
 }
 
-namespace {
+namespace
+{
 
 // Codes symbols [from, to) of the block with 64-bit stores of the accumulator while the
 // destination has room for a whole group; returns the first symbol not coded. The accumulator
@@ -407,8 +418,7 @@ extern "C" ZEBAPI ZebStatus zebsEncodeHuff_BZ2_16u8u(Zeb32u* pCode, int* pCodeLe
                                                      Zeb16u** ppSrc, int* pSrcLen, Zeb8u* pDst,
                                                      int* pDstLen, ZebEncodeHuffState_BZ2* pState)
 {
-    ZEB_CHECK(pCode != nullptr && pCodeLenBits != nullptr && ppSrc != nullptr &&
-                  pSrcLen != nullptr,
+    ZEB_CHECK(pCode != nullptr && pCodeLenBits != nullptr && ppSrc != nullptr && pSrcLen != nullptr,
               zebStsNullPtr);
     ZEB_CHECK(*ppSrc != nullptr && pDst != nullptr && pDstLen != nullptr && pState != nullptr,
               zebStsNullPtr);

@@ -6,13 +6,14 @@
 // the destination does it measure each run against `boundTab`, the longest run k digits reach.
 #include "bzip2/bzip2_internal.h"
 
-namespace {
+namespace
+{
 
 enum { kRunA = 0, kRunB = 1, kMargin = 20 };
 
 // boundTab[k] = 2^(k+1) - 2: the longest zero run that k digits can code.
-constexpr Zeb32s boundTab[20] = {0,     2,     6,     14,     30,     62,     126,
-                                 254,   510,   1022,  2046,   4094,   8190,   16382,
+constexpr Zeb32s boundTab[20] = {0,     2,     6,      14,     30,     62,     126,
+                                 254,   510,   1022,   2046,   4094,   8190,   16382,
                                  32766, 65534, 131070, 262142, 524286, 1048574};
 
 // The longest run that `room` digits code (boundTab, extended for a wide room).
