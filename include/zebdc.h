@@ -373,6 +373,8 @@ ZEBAPI ZebStatus zebsExpandDictionary_8u_I(const Zeb8u inUse[256], Zeb8u* pSrcDs
 /* Codes move-to-front values as 16-bit symbols: zero runs in bijective base 2 (0 = RUNA,
  * 1 = RUNB), value v as v + 1. Adds 1 to pFreqTable[symbol] for every symbol written (the table
  * is never cleared). Give a destination of at least *pSrcLen elements to code a block at once.
+ * Nothing is written past *pDstLen: near the end a run is cut to what the room can code (the
+ * surplus zeros stay in the source), and a value whose run took the last element stays there.
  * @return zebStsNullPtr, zebStsBadSize (*pSrcLen <= 0, *pDstLen <= 0), zebStsOk, or
  * zebStsDstFull when source remains. */
 ZEBAPI ZebStatus zebsEncodeZ1Z2_BZ2_8u16u(Zeb8u** ppSrc, int* pSrcLen, Zeb16u* pDst, int* pDstLen,
@@ -397,8 +399,11 @@ ZEBAPI ZebStatus zebsEncodeHuffGetSize_BZ2_16u8u(int maxBlockLen, int* pSize);
 
 /* Builds the tables (2..6, chosen by the block length) and the selectors of one block of
  * zero-run symbols pSrc[0..srcLen) whose symbol counts are pFreqTable[0..alphabetSize).
- * srcLen must not exceed the maxBlockLen the state was sized for.
- * @return zebStsNullPtr, zebStsBadSize (alphabetSize < 1, srcLen < 1) or zebStsOk. */
+ * srcLen must not exceed the maxBlockLen the state was sized for: a state made by InitAlloc
+ * refuses a longer block; a state built in caller memory cannot be checked.
+ * @return zebStsNullPtr, zebStsBadSize (alphabetSize < 1 or > 258, srcLen < 1, more groups of 50
+ * than the state holds or than the 15-bit selector count allows, a symbol >= alphabetSize) or
+ * zebStsOk. */
 ZEBAPI ZebStatus zebsEncodeHuffInit_BZ2_16u8u(int alphabetSize, const Zeb32u* pFreqTable,
                                               const Zeb16u* pSrc, int srcLen,
                                               ZebEncodeHuffState_BZ2* pState);
@@ -420,8 +425,9 @@ ZEBAPI ZebStatus zebsPackHuffContext_BZ2_16u8u(Zeb32u* pCode, int* pCodeLenBits,
                                                int* pDstLen, ZebEncodeHuffState_BZ2* pState);
 
 /* Writes the codes of the whole block given to Init (the whole source is consumed).
- * @return zebStsNullPtr, zebStsBadSize (*pDstLen < 1), zebStsOk, or zebStsDstFull when the
- * destination was too small (retry the block with a larger one). */
+ * @return zebStsNullPtr, zebStsBadSize (*pDstLen < 1; *pCodeLenBits outside 0..32; *pSrcLen
+ * negative or longer than the block given to Init; a symbol >= alphabetSize), zebStsOk, or
+ * zebStsDstFull when the destination was too small (retry the block with a larger one). */
 ZEBAPI ZebStatus zebsEncodeHuff_BZ2_16u8u(Zeb32u* pCode, int* pCodeLenBits, Zeb16u** ppSrc,
                                           int* pSrcLen, Zeb8u* pDst, int* pDstLen,
                                           ZebEncodeHuffState_BZ2* pState);
@@ -431,10 +437,12 @@ ZEBAPI ZebStatus zebsEncodeHuff_BZ2_16u8u(Zeb32u* pCode, int* pCodeLenBits, Zeb1
  * @return zebStsNullPtr, zebStsBadSize (maxBlockLen < 1) or zebStsOk. */
 ZEBAPI ZebStatus zebsDecodeHuffGetSize_BZ2_8u16u(int maxBlockLen, int* pSize);
 
-/* Prepares a decoder for a block of alphabetSize symbols (dictionary size + 2). A state built
- * here in caller memory holds the selectors of the largest bzip2 block (900000 symbols,
- * 18000 groups): give it the size GetSize reports for 900000.
- * @return zebStsNullPtr, zebStsBadSize (alphabetSize < 1) or zebStsOk. */
+/* Prepares a decoder for a block of alphabetSize symbols (dictionary size + 2). The state
+ * records how many selectors it can hold: one made by InitAlloc keeps the count of its
+ * maxBlockLen; a state built here in caller memory is taken to hold the selectors of the
+ * largest bzip2 block (900000 symbols, 18000 groups), so give it at least the size GetSize
+ * reports for 900000. A header with more selectors is refused.
+ * @return zebStsNullPtr, zebStsBadSize (alphabetSize < 1 or > 258) or zebStsOk. */
 ZEBAPI ZebStatus zebsDecodeHuffInit_BZ2_8u16u(int alphabetSize, ZebDecodeHuffState_BZ2* pState);
 
 /* Allocates a decoder state for blocks of at most maxBlockLen symbols and runs Init. */
@@ -445,18 +453,25 @@ ZEBAPI ZebStatus zebsDecodeHuffInitAlloc_BZ2_8u16u(int maxBlockLen, int alphabet
 ZEBAPI void zebsDecodeHuffFree_BZ2_8u16u(ZebDecodeHuffState_BZ2* pState);
 
 /* Reads the coding-table header; resumable at any byte (call again with more source).
- * @return zebStsNullPtr, zebStsBadSize (*pSrcLen <= 0), zebStsOk when the header is complete,
- * zebStsSrcShort, zebStsBadContext for impossible values, zebStsError for a state not made by
- * Init. */
+ * Impossible values: a table count outside 2..6, a selector count of 0 or above the state's
+ * capacity, a selector run reaching the table count, a code length leaving 1..20 at any step,
+ * a table whose codes over-subscribe the code space (incomplete tables are accepted).
+ * @return zebStsNullPtr, zebStsBadSize (*pSrcLen <= 0, *pCodeLenBits outside 0..32), zebStsOk
+ * when the header is complete, zebStsSrcShort, zebStsBadContext for impossible values (the
+ * state must then be initialised again), zebStsError for a state not made by Init. */
 ZEBAPI ZebStatus zebsUnpackHuffContext_BZ2_8u16u(Zeb32u* pCode, int* pCodeLenBits, Zeb8u** ppSrc,
                                                  int* pSrcLen, ZebDecodeHuffState_BZ2* pState);
 
 /* Decodes the block's symbols up to, not including, the end-of-block symbol. pDst is the start
  * of the block's symbol buffer on every call and *pDstLen its capacity; after zebStsSrcShort
  * call again with the same pDst and *pDstLen and more source. On zebStsOk *pDstLen is the
- * block's symbol count.
- * @return zebStsNullPtr, zebStsBadSize (*pDstLen < 1), zebStsOk, zebStsSrcShort,
- * zebStsDstFull (the destination cannot hold the block), zebStsBadContext. */
+ * block's symbol count (the end-of-block symbol is stored after them, so give one element more);
+ * otherwise it is left as it was. Each symbol needs 20 bits buffered, so the block's last codes
+ * decode only with bytes that follow it.
+ * @return zebStsNullPtr, zebStsBadSize (*pDstLen < 1, *pSrcLen < 0, *pCodeLenBits outside
+ * 0..32), zebStsOk, zebStsSrcShort, zebStsDstFull (the destination cannot hold the block),
+ * zebStsBadContext (no complete header read, bits matching no code, more groups than
+ * selectors). */
 ZEBAPI ZebStatus zebsDecodeHuff_BZ2_8u16u(Zeb32u* pCode, int* pCodeLenBits, Zeb8u** ppSrc,
                                           int* pSrcLen, Zeb16u* pDst, int* pDstLen,
                                           ZebDecodeHuffState_BZ2* pState);

@@ -1,0 +1,236 @@
+// A .bz2 stream around the library's stages, in the chain's calling order: the framing (stream
+// header, block magic, CRCs, randomised bit, origPtr, used-byte bitmap, end-of-stream magic)
+// lives here, shared by the tests, the fuzz targets and the benchmarks.
+#ifndef ZEBDC_BZIP2_STREAM_H
+#define ZEBDC_BZIP2_STREAM_H
+
+#include <algorithm>
+#include <cstddef>
+#include <vector>
+
+#include "zebdc.h"
+
+// The transforms and the CRC come from other families: callers check have_transform_and_crc().
+#pragma weak zebsBWTFwd_8u
+#pragma weak zebsBWTFwdGetSize_8u
+#pragma weak zebsBWTInv_8u
+#pragma weak zebsCRC32_BZ2_8u
+
+namespace zebbz2
+{
+
+inline bool have_transform_and_crc()
+{
+    return &zebsBWTFwd_8u != nullptr && &zebsBWTFwdGetSize_8u != nullptr &&
+           &zebsBWTInv_8u != nullptr && &zebsCRC32_BZ2_8u != nullptr;
+}
+
+using Bytes = std::vector<Zeb8u>;
+using Symbols = std::vector<Zeb16u>;
+
+// Zero-run symbols of a block over `dict` values and their counts, with the end-of-block symbol.
+struct Block {
+    Symbols syms;
+    std::vector<Zeb32u> freq = std::vector<Zeb32u>(258, 0);
+    int alphabet;
+};
+
+inline Block make_block(const Zeb8u* mtf, int len, int dict)
+{
+    Block b;
+    b.alphabet = dict + 2;
+    b.syms.resize((size_t)len + 1);
+    Zeb8u* in = (Zeb8u*)mtf;
+    int srcLen = len, dstLen = len;
+    zebsEncodeZ1Z2_BZ2_8u16u(&in, &srcLen, b.syms.data(), &dstLen, b.freq.data());
+    b.syms.resize(dstLen);
+    b.syms.push_back((Zeb16u)(dict + 1));
+    ++b.freq[dict + 1];
+    return b;
+}
+
+// A writer on the library's accumulator convention, so that the stages write into it directly.
+struct StreamWriter {
+    Bytes out;
+    Zeb32u code = 0;
+    int bits = 0;
+    void put(Zeb32u v, int n) // n <= 24
+    {
+        for (; bits >= 8; bits -= 8, code <<= 8)
+            out.push_back((Zeb8u)(code >> 24));
+        code |= v << (32 - bits - n);
+        bits += n;
+    }
+    template <class Stage> bool stage(size_t room, Stage call)
+    {
+        size_t at = out.size();
+        out.resize(at + room);
+        int len = (int)room;
+        ZebStatus status = call(&out[at], &len);
+        out.resize(at + len);
+        return status == zebStsOk;
+    }
+};
+
+// A .bz2 stream in the chain's calling order; `piece` input bytes per run-length call. Returns
+// nothing if a stage fails; `symbols` receives each block's symbol count.
+// A forward transform in place of the library's: writes the last column, returns the origin.
+using ForwardTransform = int (*)(const Zeb8u* block, Zeb8u* last, int n);
+
+inline Bytes bz2_compress(const Bytes& data, int level, size_t piece,
+                          std::vector<int>* symbols = nullptr, ForwardTransform forward = nullptr)
+{
+    StreamWriter w;
+    w.put(0x425A68, 24), w.put('0' + level, 8);
+    const int maxBlock = 100000 * level - 19;
+    Bytes rleMem(264), block(maxBlock), scratch, huffMem;
+    auto* rle = (ZebEncodeRLEState_BZ2*)(void*)rleMem.data();
+    int size = 0;
+    zebsEncodeHuffGetSize_BZ2_16u8u(maxBlock + 1, &size);
+    huffMem.resize(size);
+    auto* huff = (ZebEncodeHuffState_BZ2*)(void*)huffMem.data();
+    Zeb32u combined = 0;
+    for (size_t pos = 0; pos < data.size();) {
+        zebsEncodeRLEInit_BZ2_8u(rle);
+        int n = 0;
+        const size_t start = pos;
+        for (ZebStatus s = zebStsOk; s == zebStsOk && pos < data.size() && n < maxBlock - 1;) {
+            Zeb8u* src = (Zeb8u*)data.data() + pos;
+            int srcLen = (int)std::min(piece, data.size() - pos), dstLen = maxBlock - 1 - n;
+            s = zebsEncodeRLE_BZ2_8u(&src, &srcLen, &block[n], &dstLen, rle);
+            pos = src - data.data(), n += dstLen;
+        }
+        int one = 1;
+        zebsEncodeRLEFlush_BZ2_8u(&block[n], &one, rle);
+        n += one;
+        Zeb32u crc = 0;
+        zebsCRC32_BZ2_8u(data.data() + start, (int)(pos - start), &crc);
+        combined = (combined << 1 | combined >> 31) ^ crc;
+        Zeb8u inUse[256];
+        int dict = 0, origPtr = 0;
+        zebsRLEGetInUseTable_8u(inUse, rle);
+        zebsReduceDictionary_8u_I(inUse, block.data(), n, &dict);
+        if (!forward) {
+            zebsBWTFwdGetSize_8u(n, &size);
+            scratch.resize(size);
+        }
+        Bytes bwt(n), mtf(256);
+        if (forward)
+            origPtr = forward(block.data(), bwt.data(), n);
+        else if (zebsBWTFwd_8u(block.data(), bwt.data(), n, &origPtr, scratch.data()) != 0)
+            return {};
+        zebsMTFInit_8u((ZebMTFState_8u*)(void*)mtf.data());
+        zebsMTFFwd_8u(bwt.data(), bwt.data(), n, (ZebMTFState_8u*)(void*)mtf.data());
+        Block b = make_block(bwt.data(), n, dict);
+        if (symbols)
+            symbols->push_back((int)b.syms.size());
+        if (zebsEncodeHuffInit_BZ2_16u8u(b.alphabet, b.freq.data(), b.syms.data(),
+                                         (int)b.syms.size(), huff) != zebStsOk)
+            return {};
+        w.put(0x314159, 24), w.put(0x265359, 24), w.put(crc >> 16, 16), w.put(crc & 0xFFFF, 16);
+        w.put(0, 1), w.put(origPtr, 24);
+        int used = 0;
+        for (int i = 0; i < 256; ++i)
+            used |= inUse[i] << (15 - i / 16);
+        w.put(used, 16);
+        for (int i = 0; i < 16; ++i) {
+            int bits = 0;
+            for (int j = 0; j < 16; ++j)
+                bits |= inUse[i * 16 + j] << (15 - j);
+            if (used >> (15 - i) & 1)
+                w.put(bits, 16);
+        }
+        Zeb16u* syms = b.syms.data();
+        int symLen = (int)b.syms.size();
+        if (!w.stage(20000,
+                     [&](Zeb8u* dst, int* len) {
+                         return zebsPackHuffContext_BZ2_16u8u(&w.code, &w.bits, dst, len, huff);
+                     }) ||
+            !w.stage(b.syms.size() * 3 + 16, [&](Zeb8u* dst, int* len) {
+                return zebsEncodeHuff_BZ2_16u8u(&w.code, &w.bits, &syms, &symLen, dst, len, huff);
+            }))
+            return {};
+    }
+    w.put(0x177245, 24), w.put(0x385090, 24), w.put(combined >> 16, 16);
+    w.put(combined & 0xFFFF, 16);
+    for (; w.bits > 0; w.bits -= 8, w.code <<= 8) // the last byte, padded with zeros
+        w.out.push_back((Zeb8u)(w.code >> 24));
+    return w.out;
+}
+
+// Reads a .bz2 stream with the stages (the framing here); false on anything unexpected. With
+// lastColumns, each block stops before the inverse transform: its last column, with the byte
+// values restored, goes there and `out` stays empty.
+inline bool bz2_decompress(const Bytes& in, Bytes* out, std::vector<Bytes>* lastColumns = nullptr)
+{
+    Zeb32u code = 0;
+    int bits = 0, left = (int)in.size();
+    Zeb8u* src = (Zeb8u*)in.data();
+    auto get = [&](int n) -> Zeb32u { // n <= 24; zero bits past the end
+        for (; bits < n; bits += 8, ++src) {
+            code |= (Zeb32u)(left > 0 ? *src : 0) << (24 - bits);
+            left -= left > 0 ? 1 : 0;
+        }
+        Zeb32u v = code >> (32 - n);
+        code <<= n, bits -= n;
+        return v;
+    };
+    if (get(24) != 0x425A68 || get(8) - '0' - 1 > 8u)
+        return false;
+    int size = 0;
+    zebsDecodeHuffGetSize_BZ2_8u16u(900000, &size);
+    Bytes huffMem(size), mtf(256), block(900000), scratch(4 * 900000 + 1024);
+    auto* huff = (ZebDecodeHuffState_BZ2*)(void*)huffMem.data();
+    Symbols syms(900002);
+    Zeb32u combined = 0;
+    for (;;) {
+        Zeb32u magic = get(24), magic2 = get(24), crc = get(16) << 16;
+        crc |= get(16);
+        if (magic == 0x177245 && magic2 == 0x385090)
+            return lastColumns || crc == combined;
+        if (magic != 0x314159 || magic2 != 0x265359 || get(1) != 0)
+            return false;
+        int origPtr = (int)get(24), used = (int)get(16), dict = 0;
+        Zeb8u inUse[256] = {};
+        for (int i = 0; i < 16; ++i)
+            if (used >> (15 - i) & 1)
+                for (Zeb32u bits16 = get(16), j = 0; j < 16; ++j)
+                    dict += inUse[i * 16 + j] = bits16 >> (15 - j) & 1;
+        int symLen = (int)syms.size();
+        if (zebsDecodeHuffInit_BZ2_8u16u(dict + 2, huff) != 0 ||
+            zebsUnpackHuffContext_BZ2_8u16u(&code, &bits, &src, &left, huff) != 0 ||
+            zebsDecodeHuff_BZ2_8u16u(&code, &bits, &src, &left, syms.data(), &symLen, huff) != 0)
+            return false;
+        Zeb16u* s = syms.data();
+        int n = (int)block.size();
+        if (symLen < 1 || zebsDecodeZ1Z2_BZ2_16u8u(&s, &symLen, block.data(), &n) != 0 ||
+            origPtr >= n)
+            return false;
+        zebsMTFInit_8u((ZebMTFState_8u*)(void*)mtf.data());
+        zebsMTFInv_8u(block.data(), block.data(), n, (ZebMTFState_8u*)(void*)mtf.data());
+        if (lastColumns) {
+            zebsExpandDictionary_8u_I(inUse, block.data(), n, dict);
+            lastColumns->emplace_back(block.begin(), block.begin() + n);
+            continue;
+        }
+        Bytes unsorted(n);
+        zebsBWTInv_8u(block.data(), unsorted.data(), n, origPtr, scratch.data());
+        zebsExpandDictionary_8u_I(inUse, unsorted.data(), n, dict);
+        size_t at = out->size();
+        out->resize(at + (size_t)n * 52 + 8);
+        Zeb8u* r = unsorted.data();
+        int rLen = n, outLen = (int)(out->size() - at);
+        if (zebsDecodeRLE_BZ2_8u(&r, &rLen, &(*out)[at], &outLen) != 0)
+            return false;
+        out->resize(at + outLen);
+        Zeb32u check = 0;
+        zebsCRC32_BZ2_8u(out->data() + at, outLen, &check);
+        if (check != crc)
+            return false;
+        combined = (combined << 1 | combined >> 31) ^ crc;
+    }
+}
+
+} // namespace zebbz2
+
+#endif

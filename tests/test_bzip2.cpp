@@ -1,0 +1,744 @@
+// bzip2 stages: the documented examples, resumption at every split, hostile headers, and whole
+// .bz2 streams assembled from the stages (framing in this file) against libbz2 or bzip2.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+#include "bzip2_stream.h"
+#include "test_support.h"
+
+#ifdef ZEBDC_HAVE_BZIP2
+#include <bzlib.h>
+#endif
+
+namespace
+{
+
+using namespace zebbz2;
+
+// ---- run-length stage and dictionary -------------------------------------------------------
+
+Bytes rle_encode(const Bytes& in, size_t piece, Bytes* inUse = nullptr)
+{
+    Bytes state(264), out(in.size() * 5 / 4 + 8);
+    auto* st = (ZebEncodeRLEState_BZ2*)(void*)state.data();
+    zebsEncodeRLEInit_BZ2_8u(st);
+    int done = 0;
+    for (size_t pos = 0; pos < in.size(); pos += piece) {
+        Zeb8u* src = (Zeb8u*)in.data() + pos;
+        int srcLen = (int)std::min(piece, in.size() - pos), dstLen = (int)out.size() - done;
+        EXPECT_EQ(zebsEncodeRLE_BZ2_8u(&src, &srcLen, &out[done], &dstLen, st), zebStsOk);
+        done += dstLen;
+    }
+    int dstLen = 1;
+    zebsEncodeRLEFlush_BZ2_8u(&out[done], &dstLen, st);
+    out.resize(done + dstLen);
+    if (inUse) {
+        inUse->resize(256);
+        zebsRLEGetInUseTable_8u(inUse->data(), st);
+    }
+    return out;
+}
+
+TEST(Bzip2RLE, RunsAtTheBoundariesAndAcrossCalls)
+{
+    const Zeb8u B = 'B';
+    const std::vector<std::pair<int, Bytes>> cases = {{3, {B, B, B}},
+                                                      {4, {B, B, B, B, 0}},
+                                                      {259, {B, B, B, B, 255}},
+                                                      {260, {B, B, B, B, 255, B}},
+                                                      {263, {B, B, B, B, 255, B, B, B, B, 0}}};
+    for (const auto& c : cases)
+        for (size_t piece : {1, 2, 3, 1000}) // runs straddling every kind of call boundary
+            EXPECT_EQ(rle_encode(Bytes(c.first, B), piece), c.second) << c.first << "/" << piece;
+    Bytes inUse;
+    rle_encode({'A', 'A', 'A', 'A', 'B'}, 2, &inUse);
+    for (int v = 0; v < 256; ++v)
+        EXPECT_EQ(inUse[v], v == 'A' || v == 'B' || v == 0) << v;
+
+    // A destination of 4 for B x 6: BBBB and 33, then the rest pending, then Flush writes 2.
+    Bytes state(264), six(6, B), out(8, 0xEE);
+    auto* st = (ZebEncodeRLEState_BZ2*)(void*)state.data();
+    zebsEncodeRLEInit_BZ2_8u(st);
+    Zeb8u* src = six.data();
+    int srcLen = 6, dstLen = 4;
+    EXPECT_EQ(zebsEncodeRLE_BZ2_8u(&src, &srcLen, out.data(), &dstLen, st), zebStsDstFull);
+    EXPECT_EQ(srcLen, 2);
+    EXPECT_EQ(dstLen, 4);
+    dstLen = 4;
+    EXPECT_EQ(zebsEncodeRLE_BZ2_8u(&src, &srcLen, &out[4], &dstLen, st), zebStsOk);
+    EXPECT_EQ(dstLen, 0);
+    dstLen = 4;
+    EXPECT_EQ(zebsEncodeRLEFlush_BZ2_8u(&out[4], &dstLen, st), zebStsOk);
+    EXPECT_EQ(dstLen, 1);
+    EXPECT_EQ(out[4], 2);
+}
+
+TEST(Bzip2RLE, DecodeRestoresAndReportsASmallDestination)
+{
+    auto data = zebtest::random_bytes(20000, 3, 7);
+    for (size_t i = 0; i < data.size(); i += 611) // long runs, some beyond 259
+        std::fill(data.begin() + i, data.begin() + std::min(data.size(), i + i % 700), 2);
+    Bytes coded = rle_encode(data, 777), back(data.size());
+    Zeb8u* src = coded.data();
+    int srcLen = (int)coded.size(), dstLen = (int)back.size();
+    EXPECT_EQ(zebsDecodeRLE_BZ2_8u(&src, &srcLen, back.data(), &dstLen), zebStsDstFull); // exact
+    EXPECT_EQ(srcLen, 0);
+    EXPECT_TRUE(back == data);
+    Bytes small(100, 0xEE), ch255 = {9, 9, 9, 9, 255, 7};
+    src = ch255.data(), srcLen = 6, dstLen = 99;
+    EXPECT_EQ(zebsDecodeRLE_BZ2_8u(&src, &srcLen, small.data(), &dstLen), zebStsDstFull);
+    EXPECT_EQ(dstLen, 4);
+    EXPECT_EQ(small[4], 0xEE);
+    srcLen = 0;
+    EXPECT_EQ(zebsDecodeRLE_BZ2_8u(&src, &srcLen, small.data(), &dstLen), zebStsOk);
+    EXPECT_EQ(dstLen, 0);
+}
+
+TEST(Bzip2Dictionary, ReducesAndExpands)
+{
+    Zeb8u inUse[256] = {};
+    inUse['a'] = inUse['c'] = inUse['z'] = 1;
+    Bytes text = {'z', 'a', 'c', 'a'};
+    int size = 0;
+    ASSERT_EQ(zebsReduceDictionary_8u_I(inUse, text.data(), 4, &size), zebStsOk);
+    EXPECT_EQ(size, 3);
+    EXPECT_EQ(text, (Bytes{2, 0, 1, 0}));
+    ASSERT_EQ(zebsExpandDictionary_8u_I(inUse, text.data(), 3, 3), zebStsOk);
+    EXPECT_EQ(text, (Bytes{'z', 'a', 'c', 0})); // len 3 leaves the last byte
+    EXPECT_EQ(zebsExpandDictionary_8u_I(inUse, text.data(), 4, 0), zebStsBadSize);
+    EXPECT_EQ(zebsReduceDictionary_8u_I(inUse, nullptr, 0, &size), zebStsNullPtr);
+}
+
+// ---- zero-run coding ------------------------------------------------------------------------
+
+TEST(Bzip2ZeroRun, DocumentedExamplesAndCutOffs)
+{
+    Bytes src = {0, 0, 0, 5, 0};
+    Symbols dst(8, 0xEEEE);
+    Zeb32u freq[258] = {};
+    Zeb8u* in = src.data();
+    int srcLen = 5, dstLen = 8;
+    ASSERT_EQ(zebsEncodeZ1Z2_BZ2_8u16u(&in, &srcLen, dst.data(), &dstLen, freq), zebStsOk);
+    EXPECT_EQ(Symbols(dst.begin(), dst.begin() + dstLen), (Symbols{0, 0, 6, 0}));
+    EXPECT_EQ(freq[0], 3u);
+    EXPECT_EQ(freq[6], 1u);
+
+    Bytes zeros(10, 0); // a destination of 2: B B codes 6 zeros, 4 stay
+    in = zeros.data(), srcLen = 10, dstLen = 2;
+    EXPECT_EQ(zebsEncodeZ1Z2_BZ2_8u16u(&in, &srcLen, dst.data(), &dstLen, freq), zebStsDstFull);
+    EXPECT_EQ(srcLen, 4);
+    EXPECT_EQ(dstLen, 2);
+    EXPECT_EQ(dst[0] + dst[1], 2);
+
+    Symbols coded = {0, 0, 6, 0};
+    for (int cap : {5, 4}) {
+        Bytes out(6, 0xEE);
+        Zeb16u* s = coded.data();
+        int sLen = 4, oLen = cap;
+        EXPECT_EQ(zebsDecodeZ1Z2_BZ2_16u8u(&s, &sLen, out.data(), &oLen), cap == 5 ? 0 : 33);
+        EXPECT_EQ(sLen, 0);
+        EXPECT_EQ(Bytes(out.begin(), out.begin() + oLen),
+                  cap == 5 ? (Bytes{0, 0, 0, 5, 0}) : (Bytes{0, 0, 0, 5}));
+        EXPECT_EQ(out[cap], 0xEE);
+    }
+    Symbols digits(40, 1); // 2^41 - 2 zeros would wrap any 32-bit counter
+    Bytes out(64, 0xEE);
+    Zeb16u* s = digits.data();
+    int sLen = 40, oLen = 64;
+    EXPECT_EQ(zebsDecodeZ1Z2_BZ2_16u8u(&s, &sLen, out.data(), &oLen), zebStsDstFull);
+    EXPECT_EQ(out[0], 0xEE);
+}
+
+// Every destination size from 1 up: the encoder never writes past it, its output decodes to
+// the consumed prefix, and a destination of the source length codes everything.
+TEST(Bzip2ZeroRun, EveryDestinationSizeStaysInsideAndRoundTrips)
+{
+    auto data = zebtest::random_bytes(3000, 4, 3);
+    for (size_t i = 0; i < 700; ++i) // a run of 700 zeros and shorter ones
+        data[100 + i] = 0;
+    for (int cap = 1; cap <= (int)data.size() + 1; cap += cap < 64 ? 1 : 37) {
+        Symbols dst(cap + 1, 0xEEEE);
+        Zeb32u freq[258] = {};
+        Zeb8u* in = data.data();
+        int srcLen = (int)data.size(), dstLen = cap;
+        ZebStatus st = zebsEncodeZ1Z2_BZ2_8u16u(&in, &srcLen, dst.data(), &dstLen, freq);
+        ASSERT_EQ(dst[cap], 0xEEEE) << cap;
+        ASSERT_EQ(st, srcLen == 0 ? zebStsOk : zebStsDstFull);
+        int consumed = (int)data.size() - srcLen;
+        Bytes back(consumed + 1);
+        Zeb16u* s = dst.data();
+        int sLen = dstLen, oLen = consumed + 1;
+        if (dstLen > 0) {
+            ASSERT_EQ(zebsDecodeZ1Z2_BZ2_16u8u(&s, &sLen, back.data(), &oLen), zebStsOk) << cap;
+        }
+        ASSERT_TRUE(std::equal(data.begin(), data.begin() + consumed, back.begin())) << cap;
+        if (cap >= (int)data.size()) {
+            ASSERT_EQ(srcLen, 0);
+        }
+    }
+}
+
+// ---- Huffman coding -------------------------------------------------------------------------
+
+// Header and codes of a block through the shared accumulator, with a 9-bit prefix of our own
+// and 4 bytes after it (the decoder looks 20 bits ahead).
+Bytes huff_encode(const Block& b, int* numTables = nullptr)
+{
+    ZebEncodeHuffState_BZ2* st = nullptr;
+    EXPECT_EQ(zebsEncodeHuffInitAlloc_BZ2_16u8u((int)b.syms.size(), b.alphabet, b.freq.data(),
+                                                b.syms.data(), (int)b.syms.size(), &st),
+              zebStsOk);
+    Bytes out(b.syms.size() * 3 + 2000);
+    Zeb32u code = 0x1FFu << 23;
+    int bits = 9, len = (int)out.size();
+    EXPECT_EQ(zebsPackHuffContext_BZ2_16u8u(&code, &bits, out.data(), &len, st), zebStsOk);
+    if (numTables)
+        *numTables = out[1] >> 4 & 7; // after 9 bits of ours
+    Zeb16u* src = (Zeb16u*)b.syms.data();
+    int srcLen = (int)b.syms.size(), done = len;
+    len = (int)out.size() - done;
+    EXPECT_EQ(zebsEncodeHuff_BZ2_16u8u(&code, &bits, &src, &srcLen, &out[done], &len, st), 0);
+    EXPECT_EQ(srcLen, 0);
+    out.resize(done + len);
+    for (; bits > 0; bits -= 8, code <<= 8)
+        out.push_back((Zeb8u)(code >> 24));
+    out.insert(out.end(), 4, 0xA5);
+    zebsEncodeHuffFree_BZ2_16u8u(st);
+    return out;
+}
+
+// Unpack and DecodeHuff fed `piece` bytes per call; returns the symbols before end-of-block.
+ZebStatus huff_decode(const Bytes& in, int alphabet, size_t piece, Symbols* out)
+{
+    int size = 0;
+    zebsDecodeHuffGetSize_BZ2_8u16u(900000, &size);
+    Bytes mem(size);
+    auto* st = (ZebDecodeHuffState_BZ2*)(void*)mem.data();
+    EXPECT_EQ(zebsDecodeHuffInit_BZ2_8u16u(alphabet, st), zebStsOk);
+    EXPECT_EQ(in[0], 0xFF); // our 9-bit prefix
+    Zeb32u code = ((Zeb32u)in[0] << 24 | (Zeb32u)in[1] << 16) << 9;
+    int bits = 7, srcLen = 0, len = 0;
+    Zeb8u* src = (Zeb8u*)in.data() + 2;
+    auto more = [&] {
+        srcLen = (int)std::min<size_t>(piece, in.data() + in.size() - src);
+        return srcLen > 0;
+    };
+    ZebStatus s = zebStsSrcShort;
+    while (s == zebStsSrcShort && more())
+        s = zebsUnpackHuffContext_BZ2_8u16u(&code, &bits, &src, &srcLen, st);
+    if (s != zebStsOk)
+        return s;
+    s = zebStsSrcShort;
+    while (s == zebStsSrcShort && more()) {
+        len = (int)out->size();
+        s = zebsDecodeHuff_BZ2_8u16u(&code, &bits, &src, &srcLen, out->data(), &len, st);
+    }
+    if (s == zebStsOk)
+        out->resize(len);
+    return s;
+}
+
+// Bit-at-a-time MSB-first writer and reader for hand-made and inspected headers.
+struct BitSink {
+    Bytes out;
+    unsigned acc = 0, n = 0;
+    void put(Zeb32u v, int bits)
+    {
+        while (bits-- > 0) {
+            acc = acc << 1 | (v >> bits & 1);
+            if (++n == 8)
+                out.push_back((Zeb8u)acc), acc = n = 0;
+        }
+    }
+    Bytes done(int tail = 4)
+    {
+        while (n)
+            put(0, 1);
+        out.insert(out.end(), tail, 0);
+        return out;
+    }
+};
+struct BitSource {
+    const Bytes& in;
+    size_t pos;
+    Zeb32u get(int bits)
+    {
+        Zeb32u v = 0;
+        for (; bits > 0; --bits, ++pos)
+            v = v << 1 | (in[pos >> 3] >> (7 - (pos & 7)) & 1);
+        return v;
+    }
+};
+
+// The code lengths of every table in a header written after our 9-bit prefix.
+std::vector<std::vector<int>> header_lengths(const Bytes& in, int alphabet, int* selectors)
+{
+    BitSource b{in, 9};
+    int tables = (int)b.get(3);
+    *selectors = (int)b.get(15);
+    for (int g = 0; g < *selectors; ++g)
+        while (b.get(1))
+            ;
+    std::vector<std::vector<int>> lengths(tables);
+    for (auto& table : lengths) {
+        int current = (int)b.get(5);
+        for (int s = 0; s < alphabet; ++s) {
+            while (b.get(1))
+                current += b.get(1) ? -1 : 1;
+            table.push_back(current);
+        }
+    }
+    return lengths;
+}
+
+Block random_block(int count, int alphabet, uint32_t seed)
+{
+    std::mt19937 rng(seed);
+    std::geometric_distribution<int> skew(0.2);
+    Block b;
+    b.alphabet = alphabet;
+    for (int i = 0; i + 1 < count; ++i) {
+        Zeb16u s = (Zeb16u)(skew(rng) % (alphabet - 1));
+        b.syms.push_back(s);
+        ++b.freq[s];
+    }
+    b.syms.push_back((Zeb16u)(alphabet - 1));
+    ++b.freq[alphabet - 1];
+    return b;
+}
+
+TEST(Bzip2Huffman, TableCountsSelectorsAndResumptionAtEverySplit)
+{
+    const int counts[][2] = {{120, 2},  {199, 2},  {200, 3},  {599, 3},   {600, 4}, {1199, 4},
+                             {1200, 5}, {2399, 5}, {2400, 6}, {30001, 6}, {2, 2}};
+    for (const auto& c : counts) {
+        for (int alphabet : {3, 40, 258}) {
+            Block b = random_block(c[0], alphabet, (uint32_t)c[0] + alphabet);
+            Bytes coded = huff_encode(b);
+            int selectors = 0;
+            auto lengths = header_lengths(coded, alphabet, &selectors);
+            EXPECT_EQ((int)lengths.size(), c[1]) << c[0];
+            EXPECT_EQ(selectors, (c[0] + 49) / 50);
+            for (size_t piece : {(size_t)1, (size_t)7, coded.size()}) {
+                if (piece == 1 && c[0] > 2400)
+                    continue;
+                Symbols out(c[0] + 5);
+                ASSERT_EQ(huff_decode(coded, alphabet, piece, &out), zebStsOk) << c[0];
+                ASSERT_TRUE(std::equal(out.begin(), out.end(), b.syms.begin()));
+                ASSERT_EQ(out.size() + 1, b.syms.size());
+            }
+            Bytes cut(coded.begin(), coded.end() - 4); // no bits after the last code
+            Symbols out(c[0] + 5);
+            if (c[0] > 2) {
+                EXPECT_EQ(huff_decode(cut, alphabet, 1000, &out), zebStsSrcShort);
+            }
+        }
+    }
+}
+
+// Weights growing like Fibonacci numbers make trees deeper than 17: every length must still be
+// at most 17 and every table a complete code (Kraft sum exactly 1).
+TEST(Bzip2Huffman, LengthsStayWithinSeventeenAndComplete)
+{
+    int longest = 0;
+    for (uint32_t seed : {1u, 2u}) { // each of the 6 tables sees about 50000 symbols
+        Block b;
+        b.alphabet = 32;
+        std::mt19937 rng(seed);
+        long long fa = 1, fb = 1;
+        for (int s = 0; s < 26; ++s, fb = fa + fb, fa = fb - fa)
+            b.syms.insert(b.syms.end(), (size_t)fa, (Zeb16u)(25 - s));
+        std::shuffle(b.syms.begin(), b.syms.end(), rng);
+        b.syms.push_back(31);
+        for (Zeb16u s : b.syms)
+            ++b.freq[s];
+        int selectors = 0;
+        for (const auto& table : header_lengths(huff_encode(b), 32, &selectors)) {
+            double kraft = 0;
+            for (int len : table) {
+                ASSERT_GE(len, 1);
+                ASSERT_LE(len, 17);
+                kraft += std::ldexp(1.0, -len);
+                longest = std::max(longest, len);
+            }
+            EXPECT_EQ(kraft, 1.0);
+        }
+    }
+    EXPECT_EQ(longest, 17); // the limit was reached
+}
+
+// Headers and blocks written by hand: what must be refused, and codes of 20 bits.
+TEST(Bzip2Huffman, HostileHeadersAreRefusedAndLongCodesDecode)
+{
+    auto unpack = [](const Bytes& in, int alphabet, int maxBlockLen) {
+        ZebDecodeHuffState_BZ2* st = nullptr;
+        zebsDecodeHuffInitAlloc_BZ2_8u16u(maxBlockLen, alphabet, &st);
+        Zeb32u code = 0;
+        int bits = 0, srcLen = (int)in.size();
+        Zeb8u* src = (Zeb8u*)in.data();
+        ZebStatus s = zebsUnpackHuffContext_BZ2_8u16u(&code, &bits, &src, &srcLen, st);
+        Symbols out(200);
+        int len = 200;
+        if (s == zebStsOk)
+            s = zebsDecodeHuff_BZ2_8u16u(&code, &bits, &src, &srcLen, out.data(), &len, st);
+        zebsDecodeHuffFree_BZ2_8u16u(st);
+        return s;
+    };
+    // tables, selectors, [selector runs], start length, per symbol [deltas], 0
+    auto header = [](int tables, int selectors, int start, std::vector<int> lengths,
+                     bool prefix = false) {
+        BitSink w;
+        if (prefix)
+            w.put(0x1FF, 9); // what huff_decode skips
+        w.put(tables, 3), w.put(selectors, 15);
+        for (int g = 0; g < selectors; ++g)
+            w.put(0, 1);
+        for (int t = 0; t < tables; ++t) {
+            int cur = start;
+            w.put(start, 5);
+            for (int len : lengths) {
+                for (; cur < len; ++cur)
+                    w.put(2, 2);
+                for (; cur > len; --cur)
+                    w.put(3, 2);
+                w.put(0, 1);
+            }
+        }
+        return w;
+    };
+    const std::vector<int> three = {1, 2, 2};
+    for (int tables : {0, 1, 7})
+        EXPECT_EQ(unpack(header(tables, 1, 2, three).done(), 3, 50), zebStsBadContext);
+    EXPECT_EQ(unpack(header(2, 0, 2, three).done(), 3, 50), zebStsBadContext);
+    EXPECT_EQ(unpack(header(2, 21, 2, three).done(), 3, 1000), zebStsBadContext); // > 20
+    EXPECT_EQ(unpack(header(2, 1, 0, three).done(), 3, 50), zebStsBadContext);
+    EXPECT_EQ(unpack(header(2, 1, 21, {21, 21, 21}).done(), 3, 50), zebStsBadContext);
+    EXPECT_EQ(unpack(header(2, 1, 20, {20, 21, 20}).done(), 3, 50), zebStsBadContext);
+    EXPECT_EQ(unpack(header(2, 1, 8, std::vector<int>(258, 8)).done(), 258, 50),
+              zebStsBadContext); // over-subscribed
+    BitSink runs;
+    runs.put(2, 3), runs.put(1, 15), runs.put(3, 2); // a selector run of two ones
+    EXPECT_EQ(unpack(runs.done(), 3, 50), zebStsBadContext);
+
+    // Lengths 2, 2, 2 leave the code 11 unassigned; one selector for 51 symbols is too few.
+    BitSink gap = header(2, 1, 2, {2, 2, 2});
+    gap.put(3, 2);
+    EXPECT_EQ(unpack(gap.done(), 3, 50), zebStsBadContext);
+    BitSink few = header(2, 1, 1, three);
+    for (int i = 0; i < 51; ++i)
+        few.put(0, 1);
+    EXPECT_EQ(unpack(few.done(), 3, 50), zebStsBadContext);
+
+    std::vector<int> deep; // lengths 1..19, 20, 20: codes 0, 10, 110, ..., 1^19 0, 1^20
+    for (int len = 1; len <= 20; ++len)
+        deep.push_back(len);
+    deep.push_back(20);
+    for (int piece = 1; piece <= 2; ++piece) {
+        BitSink w = header(2, 1, 1, deep, true);
+        for (int s : {19, 0, 5, 18, 20})
+            w.put(s < 20 ? ((1u << s) - 1) << 1 : 0xFFFFF, s < 20 ? s + 1 : 20);
+        Symbols out(8);
+        ASSERT_EQ(huff_decode(w.done(), 21, (size_t)piece, &out), zebStsOk);
+        EXPECT_EQ(out, (Symbols{19, 0, 5, 18}));
+    }
+}
+
+TEST(Bzip2Huffman, SizesCapacitiesAndArgumentOrder)
+{
+    int size = 0;
+    EXPECT_EQ(zebsEncodeHuffGetSize_BZ2_16u8u(900000, &size), zebStsOk);
+    EXPECT_EQ(size, 18000 * 2 + 7764);
+    EXPECT_EQ(zebsDecodeHuffGetSize_BZ2_8u16u(900000, &size), zebStsOk);
+    EXPECT_EQ(size, 18000 + 8176);
+    EXPECT_EQ(zebsDecodeHuffGetSize_BZ2_8u16u(0, nullptr), zebStsNullPtr);
+    EXPECT_EQ(zebsDecodeHuffGetSize_BZ2_8u16u(0, &size), zebStsBadSize);
+    EXPECT_EQ(zebsDecodeHuffInit_BZ2_8u16u(259, (ZebDecodeHuffState_BZ2*)(void*)&size),
+              zebStsBadSize);
+
+    Block b = random_block(101, 5, 9); // 3 groups
+    ZebEncodeHuffState_BZ2* st = nullptr;
+    EXPECT_EQ(zebsEncodeHuffInitAlloc_BZ2_16u8u(100, 5, b.freq.data(), b.syms.data(), 101, &st),
+              zebStsBadSize);
+    EXPECT_EQ(zebsEncodeHuffInit_BZ2_16u8u(5, b.freq.data(), b.syms.data(), 100, st), zebStsOk);
+    EXPECT_EQ(zebsEncodeHuffInit_BZ2_16u8u(5, b.freq.data(), b.syms.data(), 101, st),
+              zebStsBadSize);
+    Symbols bad = b.syms;
+    bad[10] = 5;
+    EXPECT_EQ(zebsEncodeHuffInit_BZ2_16u8u(5, b.freq.data(), bad.data(), 100, st), zebStsBadSize);
+    EXPECT_EQ(zebsEncodeHuffInit_BZ2_16u8u(0, nullptr, b.syms.data(), 0, st), zebStsNullPtr);
+    Zeb32u code = 0;
+    int bits = 0, len = 0;
+    Zeb16u* src = nullptr;
+    EXPECT_EQ(zebsEncodeHuff_BZ2_16u8u(&code, &bits, &src, &len, nullptr, &len, st), zebStsNullPtr);
+    EXPECT_EQ(zebsPackHuffContext_BZ2_16u8u(&code, &bits, (Zeb8u*)&size, &len, st), zebStsBadSize);
+    Zeb8u one = 0;
+    len = 1; // a destination of one byte: the header is lost
+    EXPECT_EQ(zebsPackHuffContext_BZ2_16u8u(&code, &bits, &one, &len, st), zebStsDstFull);
+    zebsEncodeHuffFree_BZ2_16u8u(st);
+    zebtest::HookSwap swap(zebtest::failing_malloc, free);
+    EXPECT_EQ(zebsEncodeHuffInitAlloc_BZ2_16u8u(100, 5, b.freq.data(), b.syms.data(), 100, &st),
+              zebStsNullPtr);
+    ZebEncodeRLEState_BZ2* rle = nullptr;
+    EXPECT_EQ(zebsEncodeRLEInitAlloc_BZ2_8u(&rle), zebStsNullPtr);
+    EXPECT_EQ(rle, nullptr);
+}
+
+// ---- whole chains -----------------------------------------------------------------------------
+
+// The chain's stages on one block, the transform left out (it only permutes): run-length coding,
+// dictionary, move-to-front, zero runs, Huffman, and all of it back.
+Bytes chain_without_transform(const Bytes& data, size_t piece)
+{
+    Bytes inUse;
+    Bytes block = rle_encode(data, piece, &inUse);
+    int dict = 0;
+    EXPECT_EQ(zebsReduceDictionary_8u_I(inUse.data(), block.data(), (int)block.size(), &dict), 0);
+    Bytes mtf(256), mtfBack(256);
+    zebsMTFInit_8u((ZebMTFState_8u*)(void*)mtf.data());
+    zebsMTFFwd_8u(block.data(), block.data(), (int)block.size(),
+                  (ZebMTFState_8u*)(void*)mtf.data());
+    Block b = make_block(block.data(), (int)block.size(), dict);
+    Symbols syms(b.syms.size() + 1);
+    EXPECT_EQ(huff_decode(huff_encode(b), dict + 2, 4096, &syms), zebStsOk);
+    Zeb16u* s = syms.data();
+    int sLen = (int)syms.size(), len = (int)block.size();
+    EXPECT_EQ(zebsDecodeZ1Z2_BZ2_16u8u(&s, &sLen, block.data(), &len), zebStsOk);
+    zebsMTFInit_8u((ZebMTFState_8u*)(void*)mtfBack.data());
+    zebsMTFInv_8u(block.data(), block.data(), len, (ZebMTFState_8u*)(void*)mtfBack.data());
+    zebsExpandDictionary_8u_I(inUse.data(), block.data(), len, dict);
+    Bytes out(data.size() + 1);
+    Zeb8u* src = block.data();
+    int srcLen = len, outLen = (int)out.size();
+    EXPECT_EQ(zebsDecodeRLE_BZ2_8u(&src, &srcLen, out.data(), &outLen), zebStsOk);
+    out.resize(outLen);
+    return out;
+}
+
+// Inputs the interop tests share: edge sizes, every byte value, runs at the RLE boundaries.
+std::vector<Bytes> edge_inputs()
+{
+    std::vector<Bytes> inputs = {{'x'},         {'x', 'y'},    Bytes(3, 7),   Bytes(4, 7),
+                                 Bytes(259, 7), Bytes(260, 7), Bytes(263, 7), Bytes(100000, 0)};
+    Bytes every;
+    for (int round = 0; round < 40; ++round)
+        for (int v = 0; v < 256; ++v)
+            every.insert(every.end(), 1 + (v * round) % 7, (Zeb8u)v);
+    inputs.push_back(every);
+    inputs.push_back(zebtest::random_bytes(70000, 256, 4));
+    inputs.push_back(zebtest::random_bytes(70000, 2, 5));
+    return inputs;
+}
+
+TEST(Bzip2Chain, StagesRoundTripWithoutTheTransform)
+{
+    for (const Bytes& data : edge_inputs())
+        for (size_t piece : {(size_t)1000, (size_t)65536})
+            ASSERT_TRUE(chain_without_transform(data, piece) == data) << data.size();
+    for (const auto& path : zebtest::corpus_files()) {
+        Bytes data = zebtest::read_file(path);
+        data.resize(std::min<size_t>(data.size(), 200000));
+        ASSERT_TRUE(chain_without_transform(data, 9999) == data) << path;
+    }
+}
+
+// ---- .bz2 streams: our framing around the stages, and the peer -------------------------------
+
+// The peer: libbz2 when linked, else the bzip2 program through files.
+#ifdef ZEBDC_HAVE_BZIP2
+bool peer_decompress(const Bytes& in, size_t expect, Bytes* out)
+{
+    out->resize(expect + 1);
+    unsigned len = (unsigned)out->size();
+    int r = BZ2_bzBuffToBuffDecompress((char*)out->data(), &len, (char*)in.data(),
+                                       (unsigned)in.size(), 0, 0);
+    out->resize(len);
+    return r == BZ_OK;
+}
+Bytes peer_compress(const Bytes& in, int level)
+{
+    Bytes out(in.size() * 102 / 100 + 700);
+    unsigned len = (unsigned)out.size();
+    EXPECT_EQ(BZ2_bzBuffToBuffCompress((char*)out.data(), &len, (char*)in.data(),
+                                       (unsigned)in.size(), level, 0, 30),
+              BZ_OK);
+    out.resize(len);
+    return out;
+}
+#else
+Bytes run_bzip2(const Bytes& in, const std::string& args)
+{
+    char path[] = "/tmp/zebdc_bz2_XXXXXX";
+    int fd = mkstemp(path);
+    EXPECT_GE(fd, 0);
+    close(fd);
+    std::string file = path;
+    if (FILE* f = std::fopen(file.c_str(), "wb")) {
+        std::fwrite(in.data(), 1, in.size(), f);
+        std::fclose(f);
+    }
+    std::string cmd = "bzip2 " + args + " < " + file + " > " + file + ".out 2>/dev/null";
+    int rc = std::system(cmd.c_str());
+    Bytes out = zebtest::read_file(file + ".out");
+    std::remove(file.c_str());
+    std::remove((file + ".out").c_str());
+    return rc == 0 ? out : Bytes{0xFF};
+}
+bool peer_decompress(const Bytes& in, size_t, Bytes* out)
+{
+    *out = run_bzip2(in, "-dc");
+    return true;
+}
+Bytes peer_compress(const Bytes& in, int level)
+{
+    return run_bzip2(in, "-c -" + std::to_string(level));
+}
+#endif
+
+#if defined(__i386__) || defined(__SANITIZE_ADDRESS__)
+const size_t kMultiBlock = 1000000;
+#else
+const size_t kMultiBlock = 1900000;
+#endif
+
+// Our streams restore through the peer, the peer's streams through our stages.
+void check_both_ways(const Bytes& data, int level, size_t piece, const std::string& what)
+{
+    Bytes ours = bz2_compress(data, level, piece), back;
+    ASSERT_TRUE(peer_decompress(ours, data.size(), &back)) << what;
+    ASSERT_TRUE(back == data) << what;
+    back.clear();
+    ASSERT_TRUE(bz2_decompress(peer_compress(data, level), &back)) << what;
+    ASSERT_TRUE(back == data) << what;
+}
+
+TEST(Bzip2Chain, EdgeInputsBothWaysAtEveryLevel)
+{
+    if (!have_transform_and_crc())
+        GTEST_SKIP() << "the transforms or the CRC are not built";
+    int level = 0;
+    for (const Bytes& data : edge_inputs())
+        check_both_ways(data, 1 + level++ % 9, 1 + data.size() / 3, std::to_string(data.size()));
+    check_both_ways({}, 9, 1, "empty");
+    Bytes many; // several blocks at level 1, and over 900000 bytes at level 9
+    for (const auto& path : zebtest::corpus_files())
+        if (many.size() < kMultiBlock) {
+            Bytes f = zebtest::read_file(path);
+            many.insert(many.end(), f.begin(), f.end());
+        }
+    many.resize(std::max(many.size(), kMultiBlock), 'q');
+    check_both_ways(Bytes(many.begin(), many.begin() + 250000), 1, 4099, "level 1");
+    check_both_ways(many, 9, 65536, "multi-block");
+}
+
+TEST(Bzip2Chain, CorpusFilesBothWays)
+{
+    if (!have_transform_and_crc())
+        GTEST_SKIP() << "the transforms or the CRC are not built";
+    for (const auto& path : zebtest::corpus_files())
+        check_both_ways(zebtest::read_file(path), 9, 100000, path);
+}
+
+// Blocks whose symbol counts sit on both sides of each table-count boundary.
+TEST(Bzip2Chain, SymbolCountsAtTheTableCountBoundaries)
+{
+    if (!have_transform_and_crc())
+        GTEST_SKIP() << "the transforms or the CRC are not built";
+    for (int target : {199, 200, 599, 600, 1199, 1200, 2399, 2400}) {
+        bool hit = false;
+        for (int len = target - 40; len < target + 40 && !hit; ++len) {
+            Bytes data = zebtest::random_bytes((size_t)len, 64, (uint32_t)len);
+            std::vector<int> symbols;
+            Bytes ours = bz2_compress(data, 9, 1000, &symbols);
+            if (symbols[0] != target)
+                continue;
+            hit = true;
+            Bytes back;
+            ASSERT_TRUE(peer_decompress(ours, data.size(), &back));
+            ASSERT_TRUE(back == data) << target;
+        }
+        EXPECT_TRUE(hit) << target;
+    }
+}
+
+// bzip2's own first stage: runs are cut at 255 bytes (4 and a count of at most 251).
+Bytes peer_rle1(const Bytes& in)
+{
+    Bytes out;
+    for (size_t i = 0, j; i < in.size(); i = j) {
+        for (j = i; j < in.size() && in[j] == in[i] && j - i < 255;)
+            ++j;
+        out.insert(out.end(), std::min<size_t>(j - i, 4), in[i]);
+        if (j - i >= 4)
+            out.push_back((Zeb8u)(j - i - 4));
+    }
+    return out;
+}
+
+// Streams of the peer decode through Unpack, DecodeHuff, DecodeZ1Z2, MTFInv and the dictionary
+// to a last column holding exactly the bytes of the peer's run-length coded block.
+TEST(Bzip2Chain, PeerStreamsDecodeToTheirLastColumns)
+{
+    std::vector<Bytes> inputs = edge_inputs();
+    for (const auto& path : zebtest::corpus_files())
+        inputs.push_back(zebtest::read_file(path));
+    int level = 0;
+    for (const Bytes& data : inputs) {
+        level = data.size() > 99000 ? 9 : 1 + level % 9; // one block each
+        std::vector<Bytes> columns;
+        Bytes none;
+        ASSERT_TRUE(bz2_decompress(peer_compress(data, level), &none, &columns)) << data.size();
+        ASSERT_EQ(columns.size(), 1u);
+        Bytes want = peer_rle1(data);
+        std::sort(want.begin(), want.end());
+        std::sort(columns[0].begin(), columns[0].end());
+        ASSERT_TRUE(columns[0] == want) << data.size() << " at level " << level;
+    }
+}
+
+// A non-decreasing block whose greatest byte stands once at its end has its rotations sorted in
+// their own order, so its last column is the block rotated right by one and its origin row 0.
+bool sortedBlocksOnly = true;
+int sorted_block_transform(const Zeb8u* block, Zeb8u* last, int n)
+{
+    for (int i = 1; i < n; ++i)
+        sortedBlocksOnly &= block[i - 1] <= block[i] && (i < n - 1 || block[i - 1] < block[i]);
+    for (int r = 0; r < n; ++r)
+        last[r] = block[(r + n - 1) % n];
+    return 0;
+}
+
+// Our encoder, Pack and EncodeHuff with the framing, read by the peer: ascending values, each
+// once, twice, three times or in a run of 4 + v (whose count byte is v itself), then 255 once.
+TEST(Bzip2Chain, OurStreamsOfSortedBlocksRestoreThroughThePeer)
+{
+    std::mt19937 rng(21);
+    for (int round = 0; round < 24; ++round) {
+        Bytes data;
+        for (int v = 0; v < 255; ++v) {
+            if (rng() % 4 == 0 && round % 3 != 0)
+                continue;
+            int reps = rng() % 5 == 0 ? 4 + v : 1 + (int)(rng() % 3);
+            data.insert(data.end(), (size_t)(round == 0 ? 1 : reps), (Zeb8u)v);
+        }
+        data.push_back(255);
+        if (round == 1 || round == 2) // also blocks of three bytes and of one
+            data = round == 1 ? Bytes{0, 1, 255} : Bytes{7};
+        std::vector<int> symbols;
+        Bytes ours = bz2_compress(data, 1 + round % 9, 1 + rng() % 500, &symbols,
+                                  sorted_block_transform),
+              back;
+        ASSERT_TRUE(sortedBlocksOnly);
+        ASSERT_FALSE(ours.empty());
+        ASSERT_TRUE(peer_decompress(ours, data.size(), &back)) << round;
+        ASSERT_TRUE(back == data) << round << " with " << symbols[0] << " symbols";
+    }
+}
+
+} // namespace
