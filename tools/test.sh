@@ -1,6 +1,8 @@
 #!/bin/sh
 # Sets up and runs every test: native x86_64, 32-bit x86 (-m32 -msse2; under qemu-i386 where the
-# kernel cannot run 32-bit programs) and native with AddressSanitizer + UBSan.
+# kernel cannot run 32-bit programs) and native with AddressSanitizer + UBSan; then a short
+# libFuzzer run of every fuzz target (ZEBDC_FUZZ_SECONDS each, default 10) and a build of the
+# benchmarks, so that neither rots.
 set -e
 cd "$(dirname "$0")/.."
 sh tools/setup.sh
@@ -22,10 +24,24 @@ run_leg() { # name, cmake arguments...
   echo "== $name =="
   cmake -S . -B "build/$name" -DCMAKE_BUILD_TYPE=Release "$@" >/dev/null
   cmake --build "build/$name" -j "$jobs" >/dev/null
-  (cd "build/$name" && ctest -j "$jobs" --output-on-failure --timeout 900) | tail -n 3
+  log="build/$name/ctest.log"
+  if (cd "build/$name" && ctest -j "$jobs" --output-on-failure --timeout 900) > "$log" 2>&1; then
+    tail -n 3 "$log"
+  else
+    cat "$log"
+    echo "tests FAILED in the $name leg"
+    exit 1
+  fi
 }
 
 run_leg x86_64
 run_leg i386 -DCMAKE_TOOLCHAIN_FILE=cmake/toolchain-i386.cmake "-DCMAKE_CROSSCOMPILING_EMULATOR=$emulator"
 run_leg asan-ubsan -DZEBDC_SANITIZE=address,undefined -DCMAKE_BUILD_TYPE=RelWithDebInfo
+echo "== libFuzzer =="
+sh tools/fuzz.sh "${ZEBDC_FUZZ_SECONDS:-10}"
+echo "== benchmarks build =="
+sh tools/setup.sh bench
+cmake -S . -B build/bench -DCMAKE_BUILD_TYPE=Release -DZEBDC_BUILD_BENCH=ON \
+  -DZEBDC_BUILD_TESTS=OFF -DZEBDC_BUILD_TOOLS=OFF >/dev/null
+cmake --build build/bench -j "$jobs" >/dev/null
 echo "all legs passed in $(( $(date +%s) - start )) s"

@@ -1,0 +1,87 @@
+// Runs a fuzz target without libFuzzer: every file of the seed folders given as arguments, then
+// ZEBDC_FUZZ_RUNS (default 2000) inputs made by mutating the seeds with a fixed-seed generator:
+// bit flips, byte overwrites, insertions, deletions, truncations and splices. Under the
+// sanitizer leg of the tests this is a short, repeatable fuzzing run.
+#include <dirent.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <random>
+#include <string>
+#include <vector>
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
+
+namespace {
+
+std::vector<uint8_t> read_file(const std::string& path)
+{
+    std::vector<uint8_t> data;
+    if (FILE* f = std::fopen(path.c_str(), "rb")) {
+        uint8_t buf[65536];
+        size_t got;
+        while ((got = std::fread(buf, 1, sizeof buf, f)) > 0)
+            data.insert(data.end(), buf, buf + got);
+        std::fclose(f);
+    }
+    return data;
+}
+
+std::vector<std::vector<uint8_t>> read_seeds(int argc, char** argv)
+{
+    std::vector<std::vector<uint8_t>> seeds;
+    for (int i = 1; i < argc; ++i) {
+        if (DIR* dir = opendir(argv[i])) {
+            while (dirent* entry = readdir(dir))
+                if (entry->d_name[0] != '.')
+                    seeds.push_back(read_file(std::string(argv[i]) + "/" + entry->d_name));
+            closedir(dir);
+        }
+    }
+    return seeds;
+}
+
+std::vector<uint8_t> mutate(const std::vector<std::vector<uint8_t>>& seeds, std::mt19937& rng)
+{
+    std::vector<uint8_t> data = seeds[rng() % seeds.size()];
+    int steps = 1 + (int)(rng() % 8);
+    for (int s = 0; s < steps; ++s) {
+        size_t pos = data.empty() ? 0 : rng() % data.size();
+        switch (rng() % 6) {
+        case 0: if (!data.empty()) data[pos] ^= (uint8_t)(1u << (rng() % 8)); break;
+        case 1: if (!data.empty()) data[pos] = (uint8_t)rng(); break;
+        case 2: data.insert(data.begin() + (long)pos, (size_t)(1 + rng() % 16), (uint8_t)rng()); break;
+        case 3: if (!data.empty()) data.erase(data.begin() + (long)pos, data.begin() + (long)std::min(data.size(), pos + 1 + rng() % 16)); break;
+        case 4: data.resize(pos); break;
+        default: {
+            const auto& other = seeds[rng() % seeds.size()];
+            if (!other.empty()) {
+                size_t from = rng() % other.size();
+                data.insert(data.begin() + (long)pos, other.begin() + (long)from, other.end());
+            }
+        }
+        }
+    }
+    return data;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    auto seeds = read_seeds(argc, argv);
+    for (const auto& seed : seeds)
+        LLVMFuzzerTestOneInput(seed.data(), seed.size());
+    if (seeds.empty())
+        seeds.push_back({});
+    const char* env = std::getenv("ZEBDC_FUZZ_RUNS");
+    long runs = env ? std::strtol(env, nullptr, 10) : 2000;
+    std::mt19937 rng(12345);
+    for (long i = 0; i < runs; ++i) {
+        std::vector<uint8_t> data = mutate(seeds, rng);
+        LLVMFuzzerTestOneInput(data.data(), data.size());
+    }
+    std::printf("%zu seeds and %ld mutated inputs ran\n", seeds.size(), runs);
+    return 0;
+}

@@ -1,0 +1,86 @@
+// zebsCRC32_8u: the reflected CRC-32 of zlib and gzip (polynomial 0xEDB88320).
+//
+// Slicing by 8: with the source aligned to 8 bytes, each step folds the running CRC into the
+// first four bytes of an 8-byte group and looks all eight bytes up at once in the tables
+// crc_table_il8_o32..o88, where crc_table_il8_o(32 + 8k)[n] is the effect of byte n followed by
+// k zero bytes. Inputs below 15 bytes, the alignment prefix and the tail go byte by byte.
+#include "core/zeb_common.h"
+
+#include "checksum/checksum_internal.h"
+
+namespace {
+
+enum { kSlicingMin = 15 };
+
+struct CrcSlicingTables {
+    Zeb32u t[8][256];
+};
+
+constexpr CrcSlicingTables make_slicing_tables()
+{
+    CrcSlicingTables tables{};
+    for (Zeb32u n = 0; n < 256; ++n) {
+        Zeb32u c = n;
+        for (int bit = 0; bit < 8; ++bit)
+            c = (c & 1) ? (c >> 1) ^ 0xEDB88320u : c >> 1;
+        tables.t[0][n] = c;
+    }
+    for (int k = 1; k < 8; ++k)
+        for (int n = 0; n < 256; ++n) {
+            Zeb32u prev = tables.t[k - 1][n];
+            tables.t[k][n] = (prev >> 8) ^ tables.t[0][prev & 0xFF];
+        }
+    return tables;
+}
+
+constexpr CrcSlicingTables kSlicing = make_slicing_tables();
+
+} // namespace
+
+const Zeb32u (&crc_table_il8_o32)[256] = kSlicing.t[0];
+const Zeb32u (&crc_table_il8_o40)[256] = kSlicing.t[1];
+const Zeb32u (&crc_table_il8_o48)[256] = kSlicing.t[2];
+const Zeb32u (&crc_table_il8_o56)[256] = kSlicing.t[3];
+const Zeb32u (&crc_table_il8_o64)[256] = kSlicing.t[4];
+const Zeb32u (&crc_table_il8_o72)[256] = kSlicing.t[5];
+const Zeb32u (&crc_table_il8_o80)[256] = kSlicing.t[6];
+const Zeb32u (&crc_table_il8_o88)[256] = kSlicing.t[7];
+
+static_assert(kSlicing.t[0][1] == 0x77073096u, "reflected CRC-32 byte table");
+
+namespace {
+
+inline Zeb32u crc32_byte(Zeb32u c, Zeb8u byte)
+{
+    return (c >> 8) ^ crc_table_il8_o32[(c ^ byte) & 0xFF];
+}
+
+} // namespace
+
+Zeb32u ownsCRC32_8u(const Zeb8u* src, size_t len, Zeb32u crc)
+{
+    Zeb32u c = ~crc;
+    if (len >= kSlicingMin) {
+        for (; ((uintptr_t)src & 7) != 0; ++src, --len)
+            c = crc32_byte(c, *src);
+        for (; len >= 8; len -= 8, src += 8) {
+            Zeb32u first = zeb_load32(src) ^ c;
+            Zeb32u second = zeb_load32(src + 4);
+            c = crc_table_il8_o88[first & 0xFF] ^ crc_table_il8_o80[(first >> 8) & 0xFF] ^
+                crc_table_il8_o72[(first >> 16) & 0xFF] ^ crc_table_il8_o64[first >> 24] ^
+                crc_table_il8_o56[second & 0xFF] ^ crc_table_il8_o48[(second >> 8) & 0xFF] ^
+                crc_table_il8_o40[(second >> 16) & 0xFF] ^ crc_table_il8_o32[second >> 24];
+        }
+    }
+    for (; len > 0; --len)
+        c = crc32_byte(c, *src++);
+    return ~c;
+}
+
+extern "C" ZEBAPI ZebStatus zebsCRC32_8u(const Zeb8u* pSrc, int len, Zeb32u* pCRC32)
+{
+    ZEB_CHECK(pSrc != nullptr && pCRC32 != nullptr, zebStsNullPtr);
+    ZEB_CHECK(len >= 1, zebStsBadSize);
+    *pCRC32 = ownsCRC32_8u(pSrc, (size_t)len, *pCRC32);
+    return zebStsOk;
+}

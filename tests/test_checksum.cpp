@@ -1,0 +1,142 @@
+// CRC-32 (zlib and bzip2 conventions) and Adler-32 against bitwise references written here and
+// against zlib, with the argument rules where the three differ.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <vector>
+
+#include "test_support.h"
+
+#ifdef ZEBDC_HAVE_ZLIB
+#include <zlib.h>
+#endif
+
+namespace {
+
+Zeb32u reference_crc32(const Zeb8u* p, size_t n, Zeb32u crc = 0)
+{
+    Zeb32u c = ~crc;
+    for (size_t i = 0; i < n; ++i) {
+        c ^= p[i];
+        for (int b = 0; b < 8; ++b)
+            c = (c & 1) ? (c >> 1) ^ 0xEDB88320u : c >> 1;
+    }
+    return ~c;
+}
+
+Zeb32u reference_crc32_bzip2(const Zeb8u* p, size_t n, Zeb32u crc = 0)
+{
+    Zeb32u c = ~crc;
+    for (size_t i = 0; i < n; ++i) {
+        c ^= (Zeb32u)p[i] << 24;
+        for (int b = 0; b < 8; ++b)
+            c = (c & 0x80000000u) ? (c << 1) ^ 0x04C11DB7u : c << 1;
+    }
+    return ~c;
+}
+
+Zeb32u reference_adler32(const Zeb8u* p, size_t n, Zeb32u adler = 1)
+{
+    unsigned long long s1 = adler & 0xFFFF, s2 = adler >> 16;
+    for (size_t i = 0; i < n; ++i) {
+        s1 = (s1 + p[i]) % 65521;
+        s2 = (s2 + s1) % 65521;
+    }
+    return (Zeb32u)(s2 << 16 | s1);
+}
+
+// Runs one of the library's checksums over p[0..n) from `start` (nothing for n == 0).
+Zeb32u ours(ZebStatus (*fn)(const Zeb8u*, int, Zeb32u*), const Zeb8u* p, size_t n, Zeb32u start)
+{
+    Zeb32u value = start;
+    if (n > 0) {
+        EXPECT_EQ(fn(p, (int)n, &value), zebStsOk);
+    }
+    return value;
+}
+
+const Zeb8u kDigits[] = {'1', '2', '3', '4', '5', '6', '7', '8', '9'};
+
+TEST(Checksum, KnownValuesAndEverySplitIntoTwoCalls)
+{
+    EXPECT_EQ(ours(zebsCRC32_8u, kDigits, 9, 0), 0xCBF43926u);
+    EXPECT_EQ(ours(zebsCRC32_BZ2_8u, kDigits, 9, 0), 0xFC891918u);
+    EXPECT_EQ(ours(zebsAdler32_8u, kDigits, 9, 1), 0x091E01DEu);
+    auto data = zebtest::random_bytes(300, 256, 9);
+    Zeb32u crc = reference_crc32(data.data(), data.size());
+    Zeb32u bz = reference_crc32_bzip2(data.data(), data.size());
+    Zeb32u adler = reference_adler32(data.data(), data.size());
+    for (size_t cut = 0; cut <= data.size(); ++cut) {
+        size_t rest = data.size() - cut;
+        const Zeb8u* tail = data.data() + cut;
+        EXPECT_EQ(ours(zebsCRC32_8u, tail, rest, ours(zebsCRC32_8u, data.data(), cut, 0)), crc);
+        EXPECT_EQ(ours(zebsCRC32_BZ2_8u, tail, rest, ours(zebsCRC32_BZ2_8u, data.data(), cut, 0)),
+                  bz);
+        EXPECT_EQ(ours(zebsAdler32_8u, tail, rest, ours(zebsAdler32_8u, data.data(), cut, 1)),
+                  adler);
+    }
+}
+
+// Every source alignment around the 15-byte switch to slicing-by-8 and its 8-byte alignment.
+TEST(Checksum, EveryAlignmentAndShortLengthMatchesTheBitwiseRule)
+{
+    auto data = zebtest::random_bytes(64 + 8 + 8, 256, 4);
+    const Zeb8u* base = data.data() + (8 - (uintptr_t)data.data() % 8);
+    for (size_t align = 0; align < 8; ++align) {
+        for (size_t len = 0; len <= 64; ++len) {
+            const Zeb8u* p = base + align;
+            ASSERT_EQ(ours(zebsCRC32_8u, p, len, 0x12345678u), reference_crc32(p, len, 0x12345678u))
+                << "align " << align << " len " << len;
+            ASSERT_EQ(ours(zebsCRC32_BZ2_8u, p, len, 7), reference_crc32_bzip2(p, len, 7));
+            ASSERT_EQ(ours(zebsAdler32_8u, p, len, 1), reference_adler32(p, len));
+        }
+    }
+}
+
+TEST(Checksum, AdlerBlockBoundariesWithMaximalBytes)
+{
+    std::vector<Zeb8u> ff(100000, 0xFF);
+    for (size_t n : {5551u, 5552u, 5553u, 11104u, 100000u}) {
+        EXPECT_EQ(ours(zebsAdler32_8u, ff.data(), n, 1), reference_adler32(ff.data(), n)) << n;
+        // A running value with both sums near the modulus must still reduce correctly.
+        EXPECT_EQ(ours(zebsAdler32_8u, ff.data(), n, 0xFFF0FFF0u),
+                  reference_adler32(ff.data(), n, 0xFFF0FFF0u))
+            << n;
+    }
+}
+
+#ifdef ZEBDC_HAVE_ZLIB
+TEST(Checksum, EqualsZlibOnRandomBuffers)
+{
+#if defined(__i386__) || defined(__SANITIZE_ADDRESS__)
+    const size_t kMax = 1 << 18;
+#else
+    const size_t kMax = 1 << 20;
+#endif
+    auto data = zebtest::random_bytes(kMax + 7, 256, 2);
+    std::mt19937 rng(3);
+    for (size_t len : {(size_t)1, (size_t)15, (size_t)4096, (size_t)65537, kMax}) {
+        const Zeb8u* p = data.data() + rng() % 8;
+        EXPECT_EQ(ours(zebsCRC32_8u, p, len, 0), (Zeb32u)crc32(0, p, (uInt)len)) << len;
+        EXPECT_EQ(ours(zebsAdler32_8u, p, len, 1), (Zeb32u)adler32(1, p, (uInt)len)) << len;
+    }
+}
+#endif
+
+TEST(Checksum, ArgumentRulesDifferForAdler)
+{
+    Zeb32u value = 0xABCDEF01u;
+    EXPECT_EQ(zebsCRC32_8u(nullptr, 0, &value), zebStsNullPtr);
+    EXPECT_EQ(zebsCRC32_8u(kDigits, 9, nullptr), zebStsNullPtr);
+    EXPECT_EQ(zebsCRC32_BZ2_8u(nullptr, 0, &value), zebStsNullPtr);
+    EXPECT_EQ(zebsCRC32_8u(kDigits, 0, &value), zebStsBadSize);
+    EXPECT_EQ(zebsCRC32_BZ2_8u(kDigits, -1, &value), zebStsBadSize);
+    EXPECT_EQ(value, 0xABCDEF01u);
+    EXPECT_EQ(zebsAdler32_8u(kDigits, 0, &value), zebStsOk);
+    EXPECT_EQ(zebsAdler32_8u(kDigits, -5, &value), zebStsOk);
+    EXPECT_EQ(value, 0xABCDEF01u);
+    EXPECT_EQ(zebsAdler32_8u(nullptr, 9, &value), zebStsBadSize);
+    EXPECT_EQ(value, 0u);
+}
+
+} // namespace
