@@ -480,7 +480,8 @@ ZEBAPI ZebStatus zebsEncodeRLE_8u(const Zeb8u** ppSrc, int* pSrcLen, Zeb8u* pDst
 /* Decodes the output of one encoder call (in as many calls as the destination needs): tokens
  * while three input bytes remain, then the last one or two bytes raw. A run is written whole
  * or not at all, so a destination of 257 bytes always makes progress. Any input decodes to
- * something; nothing outside pDst[0..*pDstLen) is written.
+ * something. Nothing outside the capacity is written, but bytes of pDst past the *pDstLen
+ * produced may be overwritten (long runs are stored in whole 16-byte blocks).
  * @return zebStsNullPtr, zebStsBadSize (*pSrcLen < 1, *pDstLen < 1), zebStsOk when all source
  * was consumed, else zebStsDstFull. */
 ZEBAPI ZebStatus zebsDecodeRLE_8u(const Zeb8u** ppSrc, int* pSrcLen, Zeb8u* pDst, int* pDstLen);
