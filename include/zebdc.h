@@ -641,13 +641,22 @@ ZEBAPI void zebsLZSSFree_8u(ZebLZSSState* pState);
  * Per chunk: SetStatus(zebLZ77StatusLZ77), zebsEncodeLZ77_8u into the pairs buffer,
  * SetStatus(zebLZ77StatusHuffman), optionally SelectHuffMode, then the fixed, dynamic or stored
  * writer (again after each zebStsDstFull with fresh room). At the end SetStatus(
- * zebLZ77StatusFinal) and zebsEncodeLZ77Flush_8u for the zlib or gzip-order trailer.
+ * zebLZ77StatusFinal) and zebsEncodeLZ77Flush_8u for the zlib or gzip-order trailer. The caller
+ * writes the 2-byte zlib header or the 10-byte gzip header itself.
+ *
+ * The writers share one bit buffer in the state, so fixed, dynamic and stored blocks may follow
+ * each other in any order. Pairs handed to the writers must be literals (length 0..255) or
+ * matches of length 3..258 at distance 1..32768; any other pair stops a writer with
+ * zebStsError before it is coded (the pairs before it are coded and consumed).
  * ============================================================================================ */
 
 /* Writes 598928, the size of the encoder state. @return zebStsNullPtr or zebStsOk. */
 ZEBAPI ZebStatus zebsEncodeLZ77GetSize_8u(Zeb32s* pSize);
 
-/* Builds an encoder state in caller memory (empty history, stage zebLZ77StatusInit).
+/* Builds an encoder state in 598928 bytes of caller memory, at any alignment (empty history,
+ * stage zebLZ77StatusInit, pairs buffer of 65280 pairs inside the state). The state refers to
+ * itself: use it where it was built. Any level other than 0 and 2 is taken as 1; the checksum
+ * kind is kept as given (Flush refuses a kind other than 0, 1, 2).
  * @return zebStsNullPtr or zebStsOk. */
 ZEBAPI ZebStatus zebsEncodeLZ77Init_8u(ZebLZ77Level level, ZebLZ77Checksum checksum,
                                        ZebLZ77EncoderState* pState);
@@ -662,8 +671,10 @@ ZEBAPI void zebsLZ77Free_8u(void* pState);
 /* Reads the stage word. Checks no pointer; always zebStsOk. */
 ZEBAPI ZebStatus zebsEncodeLZ77GetStatus_8u(ZebLZ77Status* pStatus, const ZebLZ77EncoderState* pState);
 
-/* Sets the stage word (Huffman: a block header is due and the pairs made become the pairs to
- * code; LZ77: the pairs buffer restarts). Checks no pointer; always zebStsOk. */
+/* Sets the stage word. zebLZ77StatusHuffman: a block header is due, and the pairs made since the
+ * last zebLZ77StatusLZ77 (the pair index, which zebsEncodeLZ77_8u advances) become the pairs
+ * length, the index 0. zebLZ77StatusLZ77: index 0, length 65280. Checks no pointer; always
+ * zebStsOk. */
 ZEBAPI ZebStatus zebsEncodeLZ77SetStatus_8u(ZebLZ77Status status, ZebLZ77EncoderState* pState);
 
 /* Reports the pairs buffer, the current pair index and the buffer length.
@@ -676,45 +687,69 @@ ZEBAPI ZebStatus zebsEncodeLZ77GetPairs_8u(ZebLZ77Pair** ppPairs, Zeb32s* pPairs
 ZEBAPI ZebStatus zebsEncodeLZ77SetPairs_8u(ZebLZ77Pair* pPairs, Zeb32s pairsInd, Zeb32s pairsLen,
                                            ZebLZ77EncoderState* pState);
 
-/* Starts a new stream with the same level and checksum kind (history and checksum cleared; the
- * stage is left to the caller). Checks no pointer; always zebStsOk. */
+/* Starts a new stream with the same level and checksum kind: history, hash heads, pair index,
+ * the running checksum (Adler-32 1, CRC-32 0), the input count and the writers' bit buffer are
+ * cleared; the stage is left to the caller. Checks no pointer; always zebStsOk. */
 ZEBAPI ZebStatus zebsEncodeLZ77Reset_8u(ZebLZ77EncoderState* pState);
 
 /* Turns source bytes into pairs at *ppDst (room *pDstLen pairs), keeping 32 KiB of history and
- * the running checksum. zebLZ77FlushFull makes the call self-contained and drops the history.
+ * the running checksum (Adler-32 from 1, or CRC-32 from 0, over every byte consumed).
+ * zebLZ77FlushFull makes this call and the next one self-contained: each may still match into
+ * the history it starts with, and drops the history after it, so no later match reaches back
+ * across the flush. Distances never exceed 32767. A call parses at most 2^30 bytes.
  * @return zebStsNullPtr, zebStsBadSize (a negative length), zebStsOk, or zebStsDstFull when the
- * pairs room ran out before the source (also for a room of 0). */
+ * pairs room ran out before the source (also for a room of 0); the four in/out arguments are
+ * advanced by what was consumed and made in every case but the errors. */
 ZEBAPI ZebStatus zebsEncodeLZ77_8u(Zeb8u** ppSrc, Zeb32s* pSrcLen, ZebLZ77Pair** ppDst,
                                    Zeb32s* pDstLen, ZebLZ77Flush flush, ZebLZ77EncoderState* pState);
 
-/* Counts the pairs' symbols and chooses fixed (0) or dynamic (1) codes for them.
- * @return zebStsNullPtr, zebStsBadSize (srcLen < 0) or zebStsOk. */
+/* Counts the pairs' symbols and chooses fixed (0) or dynamic (1) codes for them; the counts are
+ * kept for zebsEncodeLZ77DynamicHuff_8u. Outside a block start (after SetStatus(Huffman)) it
+ * only reports the last choice.
+ * @return zebStsNullPtr, zebStsBadSize (srcLen < 0), zebStsError (a pair no writer can code)
+ * or zebStsOk. */
 ZEBAPI ZebStatus zebsEncodeLZ77SelectHuffMode_8u(const ZebLZ77Pair* pSrc, Zeb32s srcLen,
                                                  Zeb32s* pHuffMode, ZebLZ77EncoderState* pState);
 
-/* Writes the pairs as one block with the fixed codes of RFC 1951; resumable at any pair.
- * @return zebStsNullPtr, zebStsBadSize (a negative length), zebStsOk, zebStsDstFull (call again
- * with fresh room), or zebStsStreamEnd when the final block is complete. */
+/* Writes the pairs as one block with the fixed codes of RFC 1951; resumable at any pair and any
+ * bit: after zebStsDstFull call again with fresh room and the pairs not yet consumed. The block
+ * ends with the end-of-block code; flush zebLZ77FlushSync or zebLZ77FlushFull adds an empty
+ * stored block, so the output ends on a byte boundary with 00 00 FF FF. With zebLZ77FlushFinal
+ * the block carries BFINAL and is padded to a byte, but only when the last zebsEncodeLZ77_8u call
+ * consumed all of its source; otherwise it is an ordinary block and the stream goes on.
+ * @return zebStsNullPtr, zebStsBadSize (a negative length), zebStsError (an invalid pair; or a
+ * block begun by the dynamic writer), zebStsOk, zebStsDstFull, or zebStsStreamEnd when the
+ * final block is complete. */
 ZEBAPI ZebStatus zebsEncodeLZ77FixedHuff_8u(ZebLZ77Pair** ppSrc, Zeb32s* pSrcLen, Zeb8u** ppDst,
                                             Zeb32s* pDstLen, ZebLZ77Flush flush,
                                             ZebLZ77EncoderState* pState);
 
-/* As zebsEncodeLZ77FixedHuff_8u with dynamic codes (lengths limited to 15) built from the counts
- * of zebsEncodeLZ77SelectHuffMode_8u. */
+/* As zebsEncodeLZ77FixedHuff_8u with dynamic codes (lengths limited to 15, 7 for the code-length
+ * code) built from the counts of zebsEncodeLZ77SelectHuffMode_8u, or, when it was not called
+ * for this block, from the pairs of the block's first call (which must then hold all of the
+ * block's pairs: a pair whose symbol has no code gives zebStsError). */
 ZEBAPI ZebStatus zebsEncodeLZ77DynamicHuff_8u(ZebLZ77Pair** ppSrc, Zeb32s* pSrcLen, Zeb8u** ppDst,
                                               Zeb32s* pDstLen, ZebLZ77Flush flush,
                                               ZebLZ77EncoderState* pState);
 
-/* Writes the source bytes as one stored block (at most 65535 bytes); resumable.
- * @return zebStsNullPtr, zebStsBadSize (*pSrcLen > 65535), zebStsOk, zebStsDstFull,
+/* Writes the source bytes as one stored block (at most 65535 bytes; BFINAL when flush is
+ * zebLZ77FlushFinal); resumable: LEN is that of the first call, later calls pass the rest.
+ * @return zebStsNullPtr, zebStsBadSize (a length below 0 or *pSrcLen > 65535), zebStsOk,
+ * zebStsDstFull, zebStsSrcShort (fewer bytes than the block still needs),
  * zebStsStreamEnd (final block written). */
 ZEBAPI ZebStatus zebsEncodeLZ77StoredBlock_8u(Zeb8u** ppSrc, Zeb32s* pSrcLen, Zeb8u** ppDst,
                                               Zeb32s* pDstLen, ZebLZ77Flush flush,
                                               ZebLZ77EncoderState* pState);
 
-/* In stage zebLZ77StatusFinal, writes the trailer: Adler-32 MSB first (zlib), or CRC-32 and
- * ISIZE LSB first (gzip order); resumable.
- * @return zebStsError (another stage or checksum kind), zebStsOk or zebStsDstFull. */
+/* In stage zebLZ77StatusFinal, writes the trailer: Adler-32 MSB first (zlib), or CRC-32 (0 for
+ * no checksum) and ISIZE LSB first (gzip order); resumable. ISIZE counts the bytes consumed
+ * since Init, Reset or a full flush: the calls with zebLZ77FlushFull and the call after one
+ * restart it, so a gzip member written with full flushes carries the size since the last full
+ * flush, not the member's size. Each trailer byte is followed by a 0 byte at the next
+ * destination byte when room remains (not counted as written). Bits a block left in the bit
+ * buffer go out first, padded to a byte.
+ * @return zebStsNullPtr, zebStsError (another stage or checksum kind), zebStsBadSize (negative
+ * room), zebStsOk or zebStsDstFull. */
 ZEBAPI ZebStatus zebsEncodeLZ77Flush_8u(Zeb8u** ppDst, Zeb32s* pDstLen, ZebLZ77EncoderState* pState);
 
 /* ============================================================================================
