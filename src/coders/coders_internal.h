@@ -66,6 +66,26 @@ enum {
     kLZSSMatchBits = 24
 };
 
+// Encoder state: this header of 32-bit fields, then the previous-link table and the head table
+// of the match finder (32768 x 32-bit each) and its 64 KiB window, at fixed offsets: the header
+// holds no address, so the state is the same on every target and may be moved between calls.
+struct LZSSEncoderHeader {
+    Zeb32s windowStart; // position held at window[0]
+    Zeb32s position;    // input bytes held as history
+    Zeb32s nBits;       // pending output bits (a flush that fills its destination may leave
+                        // this negative)
+    Zeb32u bitsHigh;    // the pending bits, left-aligned in 64 bits: high word
+    Zeb32u bitsLow;     // low word
+    Zeb32u spare[6];    // zero; the tables follow at offset 44
+};
+enum {
+    kLZSSPrevOffset = 44,
+    kLZSSHeadOffset = kLZSSPrevOffset + 32768 * 4,
+    kLZSSWindowOffset = kLZSSHeadOffset + 32768 * 4
+};
+static_assert(sizeof(LZSSEncoderHeader) == kLZSSPrevOffset, "the encoder header is 44 bytes");
+static_assert(kLZSSWindowOffset + 65536 == kLZSSStateSize, "header, tables and window fill it");
+
 // Decoder state: a header of 32-bit fields, then, at a fixed offset, the history of the 32768
 // most recent output bytes as a ring. The header holds no address, so the state is the same on
 // every target and may be moved between calls.
