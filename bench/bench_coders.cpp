@@ -1,8 +1,11 @@
 // The general-purpose coders: run-length coding beside memcpy of the same bytes, byte Huffman
-// throughput on the corpus files.
+// throughput on the corpus files, LZSS beside our deflate encoder and zlib at level 1.
 #include <cstring>
 
 #include "bench_support.h"
+#ifdef ZEBDC_HAVE_ZLIB
+#include <zlib.h>
+#endif
 
 namespace {
 
@@ -95,14 +98,103 @@ void register_huffman(const std::string& label, const Bytes& data)
                   }));
 }
 
+// Raw deflate at level 1 through our LZ77 encoder and dynamic block writer, one block per pairs
+// buffer. Returns the compressed size.
+size_t deflate_level1(ZebLZ77EncoderState* st, const Bytes& data, Bytes& out)
+{
+    zebsEncodeLZ77Reset_8u(st);
+    Zeb8u* src = const_cast<Zeb8u*>(data.data());
+    Zeb32s srcLen = (Zeb32s)data.size();
+    Zeb8u* dst = out.data();
+    Zeb32s room = (Zeb32s)out.size();
+    do {
+        zebsEncodeLZ77SetStatus_8u(zebLZ77StatusLZ77, st);
+        ZebLZ77Pair *pairs, *p;
+        Zeb32s ind, len;
+        zebsEncodeLZ77GetPairs_8u(&pairs, &ind, &len, st);
+        p = pairs;
+        zebsEncodeLZ77_8u(&src, &srcLen, &p, &len, zebLZ77FlushNone, st);
+        zebsEncodeLZ77SetStatus_8u(zebLZ77StatusHuffman, st);
+        Zeb32s n = (Zeb32s)(p - pairs);
+        zebsEncodeLZ77DynamicHuff_8u(&pairs, &n, &dst, &room,
+                                     srcLen == 0 ? zebLZ77FlushFinal : zebLZ77FlushNone, st);
+    } while (srcLen > 0);
+    return (size_t)(dst - out.data());
+}
+
+struct LZSSData {
+    Bytes plain, coded, out;
+    ZebLZSSState* st = nullptr;
+    ZebLZ77EncoderState* deflate = nullptr;
+};
+
+size_t lzss_encode(LZSSData* z)
+{
+    zebsEncodeLZSSInit_8u(z->st);
+    Zeb8u* src = z->plain.data();
+    Zeb8u* dst = z->out.data();
+    Zeb32s srcLen = (Zeb32s)z->plain.size(), room = (Zeb32s)z->out.size();
+    zebsEncodeLZSS_8u(&src, &srcLen, &dst, &room, z->st);
+    zebsEncodeLZSSFlush_8u(&dst, &room, z->st);
+    return (size_t)(dst - z->out.data());
+}
+
+void register_lzss(const std::string& label, const Bytes& data)
+{
+    LZSSData* z = new LZSSData; // lives as long as the program
+    z->plain = data;
+    z->out.resize(data.size() * 2 + 1024);
+    zebsEncodeLZSSInitAlloc_8u(&z->st);
+    zebsEncodeLZ77InitAlloc_8u(zebLZ77LevelAverage, zebLZ77ChecksumNone, &z->deflate);
+    z->coded.assign(z->out.begin(), z->out.begin() + (long)lzss_encode(z));
+    zebbench::add("lzss_encode", "ours", label, [z](benchmark::State& state) {
+        size_t size = 0;
+        for (auto _ : state)
+            size = lzss_encode(z);
+        state.SetBytesProcessed((int64_t)state.iterations() * (int64_t)z->plain.size());
+        state.counters["size"] = (double)size;
+    });
+    zebbench::add("lzss_encode", "ours_deflate1", label, [z](benchmark::State& state) {
+        size_t size = 0;
+        for (auto _ : state)
+            size = deflate_level1(z->deflate, z->plain, z->out);
+        state.SetBytesProcessed((int64_t)state.iterations() * (int64_t)z->plain.size());
+        state.counters["size"] = (double)size;
+    });
+#ifdef ZEBDC_HAVE_ZLIB
+    zebbench::add("lzss_encode", "zlib1", label, [z](benchmark::State& state) {
+        uLongf size = 0;
+        for (auto _ : state) {
+            size = (uLongf)z->out.size();
+            compress2(z->out.data(), &size, z->plain.data(), (uLong)z->plain.size(), 1);
+        }
+        state.SetBytesProcessed((int64_t)state.iterations() * (int64_t)z->plain.size());
+        state.counters["size"] = (double)size;
+    });
+#endif
+    zebbench::add("lzss_decode", "ours", label, zebbench::throughput(data.size(), [z] {
+                      ZebLZSSState* st = z->st;
+                      zebsDecodeLZSSInit_8u(st);
+                      Zeb8u* src = z->coded.data();
+                      Zeb8u* dst = z->out.data();
+                      Zeb32s srcLen = (Zeb32s)z->coded.size(), room = (Zeb32s)z->out.size();
+                      zebsDecodeLZSS_8u(&src, &srcLen, &dst, &room, st);
+                      benchmark::DoNotOptimize(z->out.data());
+                  }));
+}
+
 void register_coders()
 {
     register_rle("run_heavy_4MiB", run_heavy(4 << 20));
     register_rle("corpus_1MiB", zebbench::corpus_block(1 << 20));
     for (const auto& path : zebbench::corpus_paths())
         register_huffman(zebbench::base_name(path), zebbench::read_file(path));
-    if (zebbench::corpus_paths().empty())
+    for (const auto& path : zebbench::corpus_paths())
+        register_lzss(zebbench::base_name(path), zebbench::read_file(path));
+    if (zebbench::corpus_paths().empty()) {
         register_huffman("text_1MiB", zebbench::generated_text(1 << 20));
+        register_lzss("text_1MiB", zebbench::generated_text(1 << 20));
+    }
 }
 
 zebbench::Registrar registrar(register_coders);
