@@ -14,12 +14,23 @@
 // leading zeros of the next code. Runs of the all-zero code (maxLen zero bits) are emitted from
 // the count alone.
 //
+// Calls with at least 4 KiB of source first tabulate, on the stack, the codes that the top 11
+// bits of the accumulator decide by themselves (for text nearly all); the loop over those codes
+// keeps the same accumulator, refills and bit counts as the code search, so a call decodes the
+// same symbols and leaves the same state whether it uses the table or not.
+//
 // Length tables from outside may be incomplete, over-subscribed or otherwise odd. Every table
 // index the decoder forms is checked against the symbols of its length, and a bit pattern that
 // matches no code ends the call, so no table leads it outside its state or buffers.
 #include "coders/coders_internal.h"
 
 namespace {
+
+enum {
+    kFastBits = 11,
+    kFastEntries = 1 << kFastBits,
+    kFastTableMinSrc = 4096 // calls this long build a table for the codes of up to 11 bits
+};
 
 struct CodeMatch {
     int symbol; // -1 when the bits match no code
@@ -74,6 +85,40 @@ void build_decoder(const Zeb32s codeLen[kHuffSymbols], HuffDecoderTail* dec)
     dec->zeroBits = 0;
 }
 
+// Codes of up to 11 bits decoded from the top 11 bits of the accumulator: length << 8 |
+// symbol, 0 where those bits do not decide a code by themselves, and for a zero top byte,
+// which is counted as zero bits instead.
+void build_fast_table(const HuffDecoderTail& dec, Zeb16u table[kFastEntries])
+{
+    const int shift = dec.maxLen - kFastBits;
+    for (Zeb32u b = 0; b < kFastEntries; ++b) {
+        Zeb32u low = shift >= 0 ? b << shift : b >> -shift;
+        Zeb32u high = shift > 0 ? low | ((1u << shift) - 1) : low;
+        CodeMatch m = match_code(dec, low);
+        bool decided = m.symbol >= 0 && m.len <= kFastBits && (b >> (kFastBits - 8)) != 0 &&
+                       match_code(dec, high).symbol == m.symbol;
+        table[b] = decided ? (Zeb16u)(m.len << 8 | m.symbol) : 0;
+    }
+}
+
+// Adds source bytes while at most 16 bits are pending (the accumulator then holds 17..24).
+// With four source bytes at hand this takes (24 - nBits) / 8 of them without a branch.
+inline void refill(const Zeb8u* src, Zeb32s srcLen, Zeb32s* in, Zeb32u* acc, int* nBits)
+{
+    if (srcLen - *in >= 4) {
+        int bytes = (24 - *nBits) >> 3; // 0 when more than 16 bits are pending
+        Zeb32u word = __builtin_bswap32(zeb_load32(src + *in)) & ~(~0u >> (8 * bytes));
+        *acc |= word >> *nBits;
+        *in += bytes;
+        *nBits += 8 * bytes;
+        return;
+    }
+    while (*nBits <= 16 && *in < srcLen) {
+        *acc |= (Zeb32u)src[(*in)++] << (24 - *nBits);
+        *nBits += 8;
+    }
+}
+
 } // namespace
 
 extern "C" ZEBAPI ZebStatus zebsDecodeHuffInit_8u(const Zeb32s codeLenTable[256],
@@ -110,19 +155,35 @@ extern "C" ZEBAPI ZebStatus zebsDecodeHuff_8u(const Zeb8u* pSrc, Zeb32s srcLen, 
         return zebStsOk;
     }
     const Zeb32s cap = *pDstLen;
+    Zeb16u fastTable[kFastEntries];
+    const bool useTable = srcLen >= kFastTableMinSrc;
+    if (useTable)
+        build_fast_table(dec, fastTable);
     Zeb32u acc = dec.acc;
     int nBits = dec.nBits, zeroBits = dec.zeroBits;
     Zeb32s in = 0, out = 0;
     while (out < cap) {
+        if (useTable && zeroBits == 0) {
+            // The common case in a tight loop: codes decided by the top 11 bits.
+            for (;;) {
+                refill(pSrc, srcLen, &in, &acc, &nBits);
+                Zeb32u entry = fastTable[acc >> (32 - kFastBits)];
+                int len = (int)(entry >> 8);
+                if (entry == 0 || len > nBits)
+                    break;
+                acc <<= len;
+                nBits -= len;
+                pDst[out++] = (Zeb8u)entry;
+                if (out == cap)
+                    goto done;
+            }
+        }
         if (zeroBits >= maxLen) {
             pDst[out++] = (Zeb8u)dec.zeroSymbol;
             zeroBits -= maxLen;
             continue;
         }
-        while (nBits <= 16 && in < srcLen) {
-            acc |= (Zeb32u)pSrc[in++] << (24 - nBits);
-            nBits += 8;
-        }
+        refill(pSrc, srcLen, &in, &acc, &nBits);
         if (nBits >= 8 && (acc >> 24) == 0) {
             acc <<= 8;
             nBits -= 8;
@@ -144,6 +205,7 @@ extern "C" ZEBAPI ZebStatus zebsDecodeHuff_8u(const Zeb8u* pSrc, Zeb32s srcLen, 
         }
         pDst[out++] = (Zeb8u)match.symbol;
     }
+done:
     dec.acc = acc;
     dec.nBits = nBits;
     dec.zeroBits = zeroBits;
