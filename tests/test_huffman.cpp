@@ -171,6 +171,7 @@ TEST(ByteHuffman, RoundTripsInPieces)
         ASSERT_EQ(encode(enc, data, 333), whole);
         ASSERT_EQ(decode(len, whole, data.size(), whole.size()), data);
         ASSERT_EQ(decode(len, whole, data.size(), 7), data);
+        ASSERT_EQ(decode(len, whole, data.size(), 5000), data); // tables, state across calls
 
         // One symbol at a time at every bit offset gives the same bits.
         Bytes ones(whole.size() + 8, 0);

@@ -15,9 +15,11 @@
 // the count alone.
 //
 // Calls with at least 4 KiB of source first tabulate, on the stack, the codes that the top 11
-// bits of the accumulator decide by themselves (for text nearly all); the loop over those codes
-// keeps the same accumulator, refills and bit counts as the code search, so a call decodes the
-// same symbols and leaves the same state whether it uses the table or not.
+// bits of the accumulator decide by themselves (for text nearly all), and the pairs of codes
+// that they decide together. The loop over those codes keeps the same accumulator, refills and
+// bit counts as the code search (a pair skips the refill between its codes only where a later
+// refill catches up before the state is kept), so a call decodes the same symbols and leaves
+// the same state whether it uses the tables or not.
 //
 // Length tables from outside may be incomplete, over-subscribed or otherwise odd. Every table
 // index the decoder forms is checked against the symbols of its length, and a bit pattern that
@@ -101,6 +103,25 @@ void build_fast_table(const HuffDecoderTail& dec, Zeb16u table[kFastEntries])
     }
 }
 
+// Extends the table to pairs of codes that the same 11 bits decide: sym1 | sym2 << 8 | len1 <<
+// 16 | (len1 + len2) << 24, with len1 + len2 = len1 when only one code is decided. The second
+// code is taken when every filling of the bits behind the window decodes to it (the ends of that
+// range suffice: the code search is monotone in the bits).
+void build_pair_table(const Zeb16u single[kFastEntries], Zeb32u pair[kFastEntries])
+{
+    for (Zeb32u b = 0; b < kFastEntries; ++b) {
+        Zeb32u first = single[b], len1 = first >> 8;
+        pair[b] = first == 0 ? 0 : (first & 0xFF) | len1 << 16 | len1 << 24;
+        if (first == 0)
+            continue;
+        Zeb32u rest = (b << len1) & (kFastEntries - 1);
+        Zeb32u second = single[rest], len2 = second >> 8;
+        if (second != 0 && len1 + len2 <= kFastBits &&
+            single[rest | ((1u << len1) - 1)] == second)
+            pair[b] = (first & 0xFF) | (second & 0xFF) << 8 | len1 << 16 | (len1 + len2) << 24;
+    }
+}
+
 // Adds source bytes while at most 16 bits are pending (the accumulator then holds 17..24).
 // With four source bytes at hand this takes (24 - nBits) / 8 of them without a branch.
 inline void refill(const Zeb8u* src, Zeb32s srcLen, Zeb32s* in, Zeb32u* acc, int* nBits)
@@ -156,9 +177,12 @@ extern "C" ZEBAPI ZebStatus zebsDecodeHuff_8u(const Zeb8u* pSrc, Zeb32s srcLen, 
     }
     const Zeb32s cap = *pDstLen;
     Zeb16u fastTable[kFastEntries];
+    Zeb32u pairTable[kFastEntries];
     const bool useTable = srcLen >= kFastTableMinSrc;
-    if (useTable)
+    if (useTable) {
         build_fast_table(dec, fastTable);
+        build_pair_table(fastTable, pairTable);
+    }
     Zeb32u acc = dec.acc;
     int nBits = dec.nBits, zeroBits = dec.zeroBits;
     Zeb32s in = 0, out = 0;
@@ -167,12 +191,22 @@ extern "C" ZEBAPI ZebStatus zebsDecodeHuff_8u(const Zeb8u* pSrc, Zeb32s srcLen, 
             // The common case in a tight loop: codes decided by the top 11 bits.
             for (;;) {
                 refill(pSrc, srcLen, &in, &acc, &nBits);
-                Zeb32u entry = fastTable[acc >> (32 - kFastBits)];
-                int len = (int)(entry >> 8);
-                if (entry == 0 || len > nBits)
+                Zeb32u entry = pairTable[acc >> (32 - kFastBits)];
+                int len1 = (int)(entry >> 16) & 0xFF, both = (int)(entry >> 24);
+                if (entry == 0 || len1 > nBits)
                     break;
-                acc <<= len;
-                nBits -= len;
+                // Two codes at once, unless the second one would end the call: the refill
+                // skipped between them must happen before the state is kept.
+                if (both > len1 && both <= nBits && cap - out > 2) {
+                    pDst[out] = (Zeb8u)entry;
+                    pDst[out + 1] = (Zeb8u)(entry >> 8);
+                    out += 2;
+                    acc <<= both;
+                    nBits -= both;
+                    continue;
+                }
+                acc <<= len1;
+                nBits -= len1;
                 pDst[out++] = (Zeb8u)entry;
                 if (out == cap)
                     goto done;
