@@ -603,15 +603,25 @@ ZEBAPI ZebStatus zebsEncodeLZSSInit_8u(ZebLZSSState* pState);
 /* Allocates and prepares an encoder state. @return zebStsNullPtr, zebStsNoMemory or zebStsOk. */
 ZEBAPI ZebStatus zebsEncodeLZSSInitAlloc_8u(ZebLZSSState** ppState);
 
-/* Codes the source; history carries over between calls. When the destination fills, the call
- * stops after the current token, whose unwritten bits stay pending.
- * @return zebStsNullPtr, zebStsOk, or zebStsDstFull (also for a destination length of 0). */
+/* Codes the source (greedy, chained-hash search of 16 candidates over 32 KiB of history, which
+ * carries over between calls); pointers and lengths advance by what was consumed and produced.
+ * A call first writes out the whole bytes a full destination held back, and takes a new token
+ * only with fewer than 8 bits pending; when the destination fills, it stops after the current
+ * token, whose unwritten bits stay pending. So any destination sizes give the bytes of one call
+ * with room. The last two bytes of each call's source are always literals. End the stream
+ * with zebsEncodeLZSSFlush_8u.
+ * @return zebStsNullPtr (any pointer, *ppSrc or *ppDst with a length above 0), zebStsBadSize
+ * (a negative length), zebStsDstFull for a destination length of 0, zebStsOk for a source length
+ * of 0, else zebStsDstFull when the destination is full (also when the source is used up), or
+ * zebStsOk. */
 ZEBAPI ZebStatus zebsEncodeLZSS_8u(Zeb8u** ppSrc, Zeb32s* pSrcLen, Zeb8u** ppDst, Zeb32s* pDstLen,
                                    ZebLZSSState* pState);
 
-/* Writes the pending bits, the last byte zero-padded.
- * @return zebStsNullPtr, zebStsBadSize (*pDstLen < 1), zebStsOk, or zebStsDstFull (call again
- * with more room). */
+/* Writes the pending bits, (count + 7) / 8 bytes, the last one zero-padded, and advances the
+ * pointer and length. When all fit, the state keeps its pending bits (start a new stream with
+ * Init). When the destination fills, also with the last byte needed, the rest stays pending
+ * and the result is zebStsDstFull: call again with more room until zebStsOk.
+ * @return zebStsNullPtr, zebStsBadSize (*pDstLen < 1), zebStsOk, or zebStsDstFull. */
 ZEBAPI ZebStatus zebsEncodeLZSSFlush_8u(Zeb8u** ppDst, Zeb32s* pDstLen, ZebLZSSState* pState);
 
 /* Prepares a decoder state in caller memory. @return zebStsNullPtr or zebStsOk. */
