@@ -484,21 +484,30 @@ ZEBAPI ZebStatus zebsDecodeHuff_BZ2_8u16u(Zeb32u* pCode, int* pCodeLenBits, Zeb8
  * is decoded as one unit.
  * ============================================================================================ */
 
-/* Codes as much of the source as fits. *pDstLen: capacity in, bytes written out.
+/* Codes as much of the source as fits. *ppSrc and *pSrcLen advance by the bytes consumed;
+ * *pDstLen: capacity in, bytes written out. Tokens go out while three bytes of room remain;
+ * then raw source bytes fill the rest. With zebStsDstFull, call again with a new destination
+ * and decode each call's output on its own.
  * @return zebStsNullPtr, zebStsBadSize (*pSrcLen < 1, *pDstLen < 1), zebStsOk when all source
- * was consumed, else zebStsDstFull. */
+ * was consumed, else zebStsDstFull. On an error nothing is changed. */
 ZEBAPI ZebStatus zebsEncodeRLE_8u(const Zeb8u** ppSrc, int* pSrcLen, Zeb8u* pDst, int* pDstLen);
 
-/* Decodes the output of one encoder call (in as many calls as the destination needs).
- * @return zebStsNullPtr, zebStsBadSize, zebStsOk when all source was consumed, else
- * zebStsDstFull. */
+/* Decodes the output of one encoder call (in as many calls as the destination needs): tokens
+ * while three input bytes remain, then the last one or two bytes raw. A run is written whole
+ * or not at all, so a destination of 257 bytes always makes progress. Any input decodes to
+ * something. Nothing outside the capacity is written, but bytes of pDst past the *pDstLen
+ * produced may be overwritten (long runs are stored in whole 16-byte blocks).
+ * @return zebStsNullPtr, zebStsBadSize (*pSrcLen < 1, *pDstLen < 1), zebStsOk when all source
+ * was consumed, else zebStsDstFull. */
 ZEBAPI ZebStatus zebsDecodeRLE_8u(const Zeb8u** ppSrc, int* pSrcLen, Zeb8u* pDst, int* pDstLen);
 
 /* ============================================================================================
  * Byte Huffman coder
  *
  * One table for the 256 byte values; codes up to 32 bits, canonical with the longest codes
- * numerically smallest; written MSB first. The state (2596 bytes) serves either direction.
+ * numerically smallest (the all-zero code is the largest byte value among the longest codes);
+ * written MSB first. The state (2596 bytes, 4-byte aligned, no addresses inside) serves either
+ * direction; an encoder state must not be passed to the decoding functions or the reverse.
  * ============================================================================================ */
 
 /* Writes 2596. @return zebStsNullPtr or zebStsOk. */
@@ -509,7 +518,9 @@ ZEBAPI ZebStatus zebsHuffGetSize_8u(Zeb32s* pSize);
  * zebStsCodeTooLong (tree deeper than 32) or zebStsOk. */
 ZEBAPI ZebStatus zebsEncodeHuffInit_8u(const Zeb32s freqTable[256], ZebHuffState* pState);
 
-/* Allocates 2596 bytes and runs zebsEncodeHuffInit_8u (a failed allocation: zebStsNullPtr). */
+/* Allocates 2596 bytes and runs zebsEncodeHuffInit_8u on them. *ppState receives the block even
+ * when Init refuses the table (release it with zebsHuffFree_8u); a failed allocation leaves NULL
+ * and reports Init's zebStsNullPtr. */
 ZEBAPI ZebStatus zebsEncodeHuffInitAlloc_8u(const Zeb32s freqTable[256], ZebHuffState** ppState);
 
 /* Codes srcLen bytes, writing only whole big-endian 32-bit words; the partial word stays in the
@@ -532,40 +543,58 @@ ZEBAPI ZebStatus zebsEncodeHuffOne_8u(Zeb8u src, Zeb8u* pDst, Zeb32s dstOffsetBi
 /* Copies the 256 code lengths out. @return zebStsNullPtr or zebStsOk. */
 ZEBAPI ZebStatus zebsHuffGetLenCodeTable_8u(Zeb32s codeLenTable[256], const ZebHuffState* pState);
 
-/* Worst-case buffer sizes for srcLen symbols: encoded bytes in *pEncDstLen, decoded symbols in
- * *pDecDstLen (either may be NULL).
- * @return zebStsNullPtr (table), zebStsBadSize (srcLen < 1), zebStsCodeLenTableError, zebStsOk. */
+/* Worst-case buffer sizes: for srcLen symbols the encoded bytes, (srcLen * maxLen + maxLen + 7)
+ * / 8, in *pEncDstLen; for srcLen encoded bytes the decoded symbols, srcLen * 64 / minLen, in
+ * *pDecDstLen (either may be NULL). maxLen is the largest length (1 if none), minLen the
+ * smallest non-zero one (32 if none). Both figures are computed in 32-bit arithmetic and wrap
+ * for very large srcLen.
+ * @return zebStsNullPtr (table), zebStsBadSize (srcLen < 1), zebStsCodeLenTableError (a length
+ * above 32 or below 0), zebStsOk. */
 ZEBAPI ZebStatus zebsHuffGetDstBuffSize_8u(const Zeb32s codeLenTable[256], Zeb32s srcLen,
                                            Zeb32s* pEncDstLen, Zeb32s* pDecDstLen);
 
-/* Packs the 256 code lengths into 4-bit units (banks, run counts). *pDstLen: capacity in,
- * bytes written out.
- * @return zebStsNullPtr, zebStsBadSize (*pDstLen < 1, or the table did not fit),
- * zebStsCodeLenTableError (a length outside 0..32) or zebStsOk. */
+/* Packs the 256 code lengths into 4-bit units, MSB first: units 0..12 carry a value, 13/14/15
+ * select the bank 0/13/26 added to the following units; after a length has equalled the one
+ * before it twice (the start value 0 counts before symbol 0) a repeat count of at most 32
+ * follows. *pDstLen: capacity in, bytes written out (at most 256 are ever needed). The table is
+ * written while room lasts, also when the result is an error; a length outside 0..32 is
+ * packed as 0.
+ * @return zebStsNullPtr, zebStsBadSize (*pDstLen < 1), then after writing
+ * zebStsCodeLenTableError (a length outside 0..32), zebStsBadSize (the table did not fit) or
+ * zebStsOk. */
 ZEBAPI ZebStatus zebsHuffLenCodeTablePack_8u(const Zeb32s codeLenTable[256], Zeb8u* pDst,
                                              Zeb32s* pDstLen);
 
-/* Unpacks 256 code lengths; *pSrcLen: bytes available in, bytes used out.
- * @return zebStsNullPtr, zebStsBadSize (*pSrcLen < 1, or the table runs past the end), zebStsOk. */
+/* Unpacks 256 code lengths; *pSrcLen: bytes available in, bytes used out. Values may reach 38:
+ * zebsDecodeHuffInit_8u refuses lengths above 32. A repeat count beyond the 256th symbol is
+ * cut there.
+ * @return zebStsNullPtr, zebStsBadSize (*pSrcLen < 1, or the table runs past the end: the table
+ * and *pSrcLen are then unchanged), zebStsOk. */
 ZEBAPI ZebStatus zebsHuffLenCodeTableUnpack_8u(const Zeb8u* pSrc, Zeb32s* pSrcLen,
                                                Zeb32s codeLenTable[256]);
 
-/* Builds the decoder from the 256 code lengths.
+/* Builds the decoder from the 256 code lengths. Any table of lengths 0..32 is accepted, also an
+ * incomplete or over-subscribed one: bit patterns that match no code then end the decoding.
  * @return zebStsNullPtr, zebStsCodeLenTableError (a length outside 0..32) or zebStsOk. */
 ZEBAPI ZebStatus zebsDecodeHuffInit_8u(const Zeb32s codeLenTable[256], ZebHuffState* pState);
 
-/* Allocates 2596 bytes and runs zebsDecodeHuffInit_8u. */
+/* Allocates 2596 bytes and runs zebsDecodeHuffInit_8u, as zebsEncodeHuffInitAlloc_8u does. */
 ZEBAPI ZebStatus zebsDecodeHuffInitAlloc_8u(const Zeb32s codeLenTable[256], ZebHuffState** ppState);
 
 /* Decodes at most *pDstLen symbols from srcLen bytes; bits of an unfinished code stay in the
- * state. The stream has no symbol count: bound the output by *pDstLen. *pDstLen receives the
- * symbols written.
+ * state (at most 24 of them, and a count of zero bits) for the next call. Source bytes not yet
+ * taken into the state when the destination fills are dropped. The stream has no symbol count:
+ * padding zero bits can decode as symbols, so bound the output by *pDstLen. A bit pattern that
+ * matches no code (possible only with an odd length table) ends the call there. *pDstLen
+ * receives the symbols written.
  * @return zebStsNullPtr, zebStsBadSize (srcLen < 1, *pDstLen < 1) or zebStsOk. */
 ZEBAPI ZebStatus zebsDecodeHuff_8u(const Zeb8u* pSrc, Zeb32s srcLen, Zeb8u* pDst, Zeb32s* pDstLen,
                                    ZebHuffState* pState);
 
-/* Decodes one symbol at bit srcOffsetBits (0..7) of pSrc; the caller advances by its length.
- * @return zebStsNullPtr, zebStsBadSize (offset outside 0..7 or no code matches) or zebStsOk. */
+/* Decodes one symbol at bit srcOffsetBits (0..7) of pSrc, reading (offset + maxLen + 7) / 8
+ * bytes; the caller advances by its length.
+ * @return zebStsNullPtr, zebStsBadSize (offset outside 0..7, no codes, or no code matches) or
+ * zebStsOk. */
 ZEBAPI ZebStatus zebsDecodeHuffOne_8u(const Zeb8u* pSrc, Zeb32s srcOffsetBits, Zeb8u* pDst,
                                       const ZebHuffState* pState);
 
@@ -576,7 +605,8 @@ ZEBAPI void zebsHuffFree_8u(ZebHuffState* pState);
  * LZSS coder
  *
  * Tokens MSB first: literal = 1 and 8 bits; match = 0, 15-bit distance, 8-bit length - 3.
- * 32 KiB window; no header, no end marker. States are 327724 bytes.
+ * 32 KiB window; no header, no end marker. States are 327724 bytes, 4-byte aligned, and hold
+ * no addresses (a state may be moved or copied between calls).
  * ============================================================================================ */
 
 /* Writes 327724. @return zebStsNullPtr or zebStsOk. */
@@ -588,15 +618,25 @@ ZEBAPI ZebStatus zebsEncodeLZSSInit_8u(ZebLZSSState* pState);
 /* Allocates and prepares an encoder state. @return zebStsNullPtr, zebStsNoMemory or zebStsOk. */
 ZEBAPI ZebStatus zebsEncodeLZSSInitAlloc_8u(ZebLZSSState** ppState);
 
-/* Codes the source; history carries over between calls. When the destination fills, the call
- * stops after the current token, whose unwritten bits stay pending.
- * @return zebStsNullPtr, zebStsOk, or zebStsDstFull (also for a destination length of 0). */
+/* Codes the source (greedy, chained-hash search of 16 candidates over 32 KiB of history, which
+ * carries over between calls); pointers and lengths advance by what was consumed and produced.
+ * A call first writes out the whole bytes a full destination held back, and takes a new token
+ * only with fewer than 8 bits pending; when the destination fills, it stops after the current
+ * token, whose unwritten bits stay pending. So any destination sizes give the bytes of one call
+ * with room. The last two bytes of each call's source are always literals. End the stream
+ * with zebsEncodeLZSSFlush_8u.
+ * @return zebStsNullPtr (any pointer, *ppSrc or *ppDst with a length above 0), zebStsBadSize
+ * (a negative length), zebStsDstFull for a destination length of 0, zebStsOk for a source length
+ * of 0, else zebStsDstFull when the destination is full (also when the source is used up), or
+ * zebStsOk. */
 ZEBAPI ZebStatus zebsEncodeLZSS_8u(Zeb8u** ppSrc, Zeb32s* pSrcLen, Zeb8u** ppDst, Zeb32s* pDstLen,
                                    ZebLZSSState* pState);
 
-/* Writes the pending bits, the last byte zero-padded.
- * @return zebStsNullPtr, zebStsBadSize (*pDstLen < 1), zebStsOk, or zebStsDstFull (call again
- * with more room). */
+/* Writes the pending bits, (count + 7) / 8 bytes, the last one zero-padded, and advances the
+ * pointer and length. When all fit, the state keeps its pending bits (start a new stream with
+ * Init). When the destination fills, also with the last byte needed, the rest stays pending
+ * and the result is zebStsDstFull: call again with more room until zebStsOk.
+ * @return zebStsNullPtr, zebStsBadSize (*pDstLen < 1), zebStsOk, or zebStsDstFull. */
 ZEBAPI ZebStatus zebsEncodeLZSSFlush_8u(Zeb8u** ppDst, Zeb32s* pDstLen, ZebLZSSState* pState);
 
 /* Prepares a decoder state in caller memory. @return zebStsNullPtr or zebStsOk. */
@@ -605,9 +645,15 @@ ZEBAPI ZebStatus zebsDecodeLZSSInit_8u(ZebLZSSState* pState);
 /* Allocates and prepares a decoder state. @return zebStsNullPtr, zebStsNoMemory or zebStsOk. */
 ZEBAPI ZebStatus zebsDecodeLZSSInitAlloc_8u(ZebLZSSState** ppState);
 
-/* Decodes tokens; a match cut by a full destination is finished by the next call.
- * @return zebStsBadSize (*pDstLen < 1, checked first), zebStsNullPtr, zebStsOk (source used up),
- * zebStsDstFull, or zebStsError for a distance reaching before the start of the output. */
+/* Decodes tokens; pointers and lengths advance by what was consumed and produced. A match cut by
+ * a full destination is finished by the next call; bits of an unfinished token wait in the
+ * state for more source. Matches reach into the output of earlier calls (32 KiB are kept).
+ * @return zebStsNullPtr (pDstLen NULL), zebStsBadSize (*pDstLen < 1), zebStsNullPtr (any other
+ * pointer, *ppDst, or *ppSrc with *pSrcLen > 0), zebStsBadSize (*pSrcLen < 0), zebStsOk (source
+ * used up), zebStsDstFull (the destination is full, even when nothing else was left), or
+ * zebStsError for a distance of 0 or one reaching before the first byte ever produced: the
+ * output before that token is delivered and accounted for, and the token stays pending, so
+ * every later call fails on it as well. */
 ZEBAPI ZebStatus zebsDecodeLZSS_8u(Zeb8u** ppSrc, Zeb32s* pSrcLen, Zeb8u** ppDst, Zeb32s* pDstLen,
                                    ZebLZSSState* pState);
 

@@ -1,0 +1,87 @@
+// Byte Huffman: an arbitrary packed length table and arbitrary bits decode inside the
+// destination, with any source pieces; data coded with the table of its own frequencies,
+// packed and unpacked, decodes back.
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+#include "zebdc.h"
+
+namespace {
+
+typedef std::vector<Zeb8u> Bytes;
+
+struct State {
+    alignas(8) Zeb8u bytes[2596];
+    ZebHuffState* get() { return (ZebHuffState*)(void*)bytes; }
+};
+
+void decode_arbitrary(const Zeb8u* data, int size, int piece, int cap)
+{
+    Zeb32s tableLen = size, len[256];
+    if (zebsHuffLenCodeTableUnpack_8u(data, &tableLen, len) != zebStsOk)
+        return;
+    if (tableLen < 1 || tableLen > size)
+        abort();
+    State st;
+    if (zebsDecodeHuffInit_8u(len, st.get()) != zebStsOk)
+        return;
+    for (int at = tableLen; at < size; at += piece) {
+        Bytes dst(cap + 1, 0xA5);
+        Zeb32s room = cap, n = size - at < piece ? size - at : piece;
+        if (zebsDecodeHuff_8u(data + at, n, dst.data(), &room, st.get()) != zebStsOk)
+            abort();
+        if (room < 0 || room > cap || dst[cap] != 0xA5)
+            abort();
+        if (size - at < 5)
+            continue;
+        Zeb8u one;
+        ZebStatus s1 = zebsDecodeHuffOne_8u(data + at, at & 7, &one, st.get());
+        if (s1 != zebStsOk && s1 != zebStsBadSize)
+            abort();
+    }
+}
+
+void round_trip(const Zeb8u* data, int size)
+{
+    Zeb32s freq[256] = {0}, len[256], back[256];
+    for (int i = 0; i < size; ++i)
+        ++freq[data[i]];
+    State enc, dec;
+    if (zebsEncodeHuffInit_8u(freq, enc.get()) != zebStsOk)
+        abort(); // a tree 33 deep needs some 9 million bytes
+    zebsHuffGetLenCodeTable_8u(len, enc.get());
+    Zeb8u packed[300];
+    Zeb32s packedLen = sizeof packed, used;
+    if (zebsHuffLenCodeTablePack_8u(len, packed, &packedLen) != zebStsOk)
+        abort();
+    used = packedLen;
+    if (zebsHuffLenCodeTableUnpack_8u(packed, &used, back) != zebStsOk || used != packedLen ||
+        memcmp(len, back, sizeof len) != 0)
+        abort();
+    Zeb32s room;
+    zebsHuffGetDstBuffSize_8u(len, size, &room, nullptr);
+    Bytes coded(room);
+    Zeb32s body, tail;
+    zebsEncodeHuff_8u(data, size, coded.data(), &body, enc.get());
+    zebsEncodeHuffFinal_8u(coded.data() + body, &tail, enc.get());
+    if (body + tail > room || zebsDecodeHuffInit_8u(back, dec.get()) != zebStsOk)
+        abort();
+    Bytes out(size);
+    Zeb32s count = size;
+    zebsDecodeHuff_8u(coded.data(), body + tail, out.data(), &count, dec.get());
+    if (count != size || memcmp(out.data(), data, size) != 0)
+        abort();
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
+{
+    if (size < 3 || size > (1 << 20))
+        return 0;
+    decode_arbitrary(data + 2, (int)size - 2, 1 + data[0], 1 + data[1] * 5);
+    round_trip(data, (int)size);
+    return 0;
+}

@@ -1,0 +1,62 @@
+// Generic run-length coder: arbitrary bytes decode inside the destination, to the same bytes
+// with any destination that holds a run; arbitrary data coded into destinations of a size drawn
+// from the input decodes back call by call.
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+#include "zebdc.h"
+
+namespace {
+
+typedef std::vector<Zeb8u> Bytes;
+
+// Decodes one unit with destinations of cap bytes, each followed by a guard byte.
+Bytes decode(const Zeb8u* unit, int len, int cap)
+{
+    Bytes out;
+    ZebStatus st = zebStsDstFull;
+    while (st == zebStsDstFull) {
+        Bytes dst(cap + 1, 0xA5);
+        int dstLen = cap, before = len;
+        st = zebsDecodeRLE_8u(&unit, &len, dst.data(), &dstLen);
+        if ((st != zebStsOk && st != zebStsDstFull) || dstLen < 0 || dstLen > cap ||
+            dst[cap] != 0xA5)
+            abort();
+        if (dstLen == 0 && len == before)
+            abort(); // no progress although the destination holds any run
+        out.insert(out.end(), dst.begin(), dst.begin() + dstLen);
+    }
+    return out;
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
+{
+    if (size < 3)
+        return 0;
+    int decodeCap = 257 + data[0] * 3, encodeCap = 1 + data[1];
+    const Zeb8u* body = data + 2;
+    int len = (int)(size - 2);
+    if (decode(body, len, decodeCap) != decode(body, len, len * 86 + 2)) // 3 bytes: at most 257
+        abort();
+
+    Bytes back;
+    const Zeb8u* src = body;
+    int srcLen = len;
+    ZebStatus st = zebStsDstFull;
+    while (st == zebStsDstFull) {
+        Bytes unit(encodeCap);
+        int unitLen = encodeCap;
+        st = zebsEncodeRLE_8u(&src, &srcLen, unit.data(), &unitLen);
+        if (unitLen < 1 || unitLen > encodeCap)
+            abort();
+        Bytes piece = decode(unit.data(), unitLen, decodeCap);
+        back.insert(back.end(), piece.begin(), piece.end());
+    }
+    if (st != zebStsOk || back != Bytes(body, body + len))
+        abort();
+    return 0;
+}

@@ -1,0 +1,168 @@
+// Generic run-length coder: the documented tokens, streams coded into destinations of every
+// small size, decoding of arbitrary bytes, the argument checks.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <vector>
+
+#include "test_support.h"
+
+namespace {
+
+typedef std::vector<Zeb8u> Bytes;
+
+// One encoder call; returns its status and appends its output to *coded.
+ZebStatus encode_once(const Zeb8u** src, int* srcLen, int cap, Bytes* coded)
+{
+    Bytes dst(cap); // exact size: the sanitizers see any write past the capacity
+    int dstLen = cap;
+    ZebStatus st = zebsEncodeRLE_8u(src, srcLen, dst.data(), &dstLen);
+    coded->insert(coded->end(), dst.begin(), dst.begin() + dstLen);
+    return st;
+}
+
+// Decodes one encoder call's output in calls with the given capacity.
+Bytes decode_unit(const Bytes& unit, int cap)
+{
+    Bytes out;
+    const Zeb8u* src = unit.data();
+    int srcLen = (int)unit.size();
+    ZebStatus st = zebStsDstFull;
+    while (st == zebStsDstFull) {
+        Bytes dst(cap);
+        int dstLen = cap;
+        st = zebsDecodeRLE_8u(&src, &srcLen, dst.data(), &dstLen);
+        EXPECT_TRUE(st == zebStsOk || st == zebStsDstFull);
+        EXPECT_TRUE(dstLen > 0 || st == zebStsOk) << "no progress";
+        if (dstLen == 0 && st != zebStsOk)
+            break;
+        out.insert(out.end(), dst.begin(), dst.begin() + dstLen);
+    }
+    return out;
+}
+
+Bytes encode_all(const Bytes& data)
+{
+    const Zeb8u* src = data.data();
+    int srcLen = (int)data.size();
+    Bytes coded;
+    EXPECT_EQ(encode_once(&src, &srcLen, (int)data.size() * 2 + 3, &coded), zebStsOk);
+    return coded;
+}
+
+TEST(RLE, DocumentedTokens)
+{
+    EXPECT_EQ(encode_all(Bytes(4, 'a')), (Bytes{'a', 'a', 2}));
+    EXPECT_EQ(encode_all(Bytes{'a', 'b'}), (Bytes{'a', 'b'}));
+    EXPECT_EQ(encode_all(Bytes(258, 'a')), (Bytes{'a', 'a', 255, 'a'}));
+    EXPECT_EQ(encode_all(Bytes(259, 'a')), (Bytes{'a', 'a', 255, 'a', 'a', 0}));
+
+    // Four equal bytes into two bytes of room: both raw, two consumed, +33.
+    Bytes four(4, 'a'), coded;
+    const Zeb8u* src = four.data();
+    int srcLen = 4;
+    EXPECT_EQ(encode_once(&src, &srcLen, 2, &coded), zebStsDstFull);
+    EXPECT_EQ(coded, (Bytes{'a', 'a'}));
+    EXPECT_EQ(srcLen, 2);
+    EXPECT_EQ(src, four.data() + 2);
+    EXPECT_EQ(decode_unit(coded, 8), (Bytes{'a', 'a'}));
+
+    // "a a 5" needs 7 bytes of room; with 6 nothing is consumed.
+    const Bytes run = {'a', 'a', 5};
+    Bytes dst(7);
+    for (int cap : {7, 6}) {
+        const Zeb8u* in = run.data();
+        int inLen = 3, dstLen = cap;
+        ZebStatus st = zebsDecodeRLE_8u(&in, &inLen, dst.data(), &dstLen);
+        EXPECT_EQ(st, cap == 7 ? zebStsOk : zebStsDstFull);
+        EXPECT_EQ(dstLen, cap == 7 ? 7 : 0);
+        EXPECT_EQ(inLen, cap == 7 ? 0 : 3);
+    }
+    EXPECT_EQ(dst, Bytes(7, 'a'));
+}
+
+Bytes run_heavy(size_t len, uint32_t seed)
+{
+    std::mt19937 rng(seed);
+    Bytes data;
+    while (data.size() < len) {
+        size_t run = rng() % 4 == 0 ? 1 + rng() % 700 : 1 + rng() % 3;
+        data.insert(data.end(), run, (Zeb8u)(rng() % 3));
+    }
+    data.resize(len);
+    return data;
+}
+
+// Every destination size from 1 byte up: each call's output decodes on its own, in
+// destinations of any size that holds the longest run (257), and the pieces add up to the
+// stream.
+TEST(RLE, RoundTripsWithEveryDestinationSize)
+{
+#if defined(__i386__) || defined(__SANITIZE_ADDRESS__)
+    const size_t kLen = 3000;
+#else
+    const size_t kLen = 20000;
+#endif
+    std::vector<Bytes> inputs = {zebtest::random_bytes(kLen), run_heavy(kLen, 1),
+                                 zebtest::random_bytes(kLen, 2, 3), Bytes(kLen, 0x5A)};
+    auto corpus = zebtest::corpus_files();
+    if (!corpus.empty())
+        inputs.push_back(zebtest::read_file(corpus[0]));
+    std::mt19937 rng(7);
+    for (size_t which = 0; which < inputs.size(); ++which) {
+        const Bytes& data = inputs[which];
+        for (int cap = 1; cap <= 600; cap += cap < 24 ? 1 : 97) {
+            Bytes back;
+            const Zeb8u* src = data.data();
+            int srcLen = (int)data.size();
+            ZebStatus st = zebStsDstFull;
+            while (st == zebStsDstFull) {
+                Bytes unit;
+                st = encode_once(&src, &srcLen, cap, &unit);
+                ASSERT_FALSE(unit.empty());
+                Bytes piece = decode_unit(unit, 257 + (int)(rng() % 400));
+                back.insert(back.end(), piece.begin(), piece.end());
+            }
+            ASSERT_EQ(st, zebStsOk);
+            ASSERT_TRUE(back == data) << "input " << which << " capacity " << cap;
+        }
+    }
+}
+
+// Any bytes decode to something, inside the destination, and a destination of any size that
+// holds the longest run gives the same bytes as one with room.
+TEST(RLE, ArbitraryInputDecodesInBounds)
+{
+    std::mt19937 rng(11);
+    for (int round = 0; round < 300; ++round) {
+        Bytes junk = zebtest::random_bytes(1 + rng() % 64, 1 + rng() % 4, round);
+        if (round % 5 == 0)
+            junk.back() = 255; // a count with no room behind it
+        Bytes whole = decode_unit(junk, 64 * 257);
+        EXPECT_EQ(decode_unit(junk, 257 + (int)(rng() % 300)), whole) << round;
+    }
+}
+
+TEST(RLE, ArgumentChecksComeFirstAndChangeNothing)
+{
+    Zeb8u src[4] = {1, 1, 1, 1}, dst[8] = {0};
+    const Zeb8u* p = src;
+    const Zeb8u* none = nullptr;
+    int srcLen = 4, dstLen = 8, zero = 0;
+    for (auto fn : {zebsEncodeRLE_8u, zebsDecodeRLE_8u}) {
+        EXPECT_EQ(fn(nullptr, &zero, dst, &zero), zebStsNullPtr);
+        EXPECT_EQ(fn(&p, nullptr, dst, &dstLen), zebStsNullPtr);
+        EXPECT_EQ(fn(&p, &srcLen, nullptr, &dstLen), zebStsNullPtr);
+        EXPECT_EQ(fn(&p, &srcLen, dst, nullptr), zebStsNullPtr);
+        EXPECT_EQ(fn(&none, &srcLen, dst, &dstLen), zebStsNullPtr);
+        EXPECT_EQ(fn(&p, &zero, dst, &dstLen), zebStsBadSize);
+        EXPECT_EQ(fn(&p, &srcLen, dst, &zero), zebStsBadSize);
+        EXPECT_EQ(p, src);
+        EXPECT_EQ(srcLen, 4);
+        EXPECT_EQ(dstLen, 8);
+        EXPECT_EQ(zero, 0);
+        EXPECT_EQ(dst[0], 0);
+    }
+}
+
+} // namespace
