@@ -4,6 +4,7 @@
 
 #include "core/zeb_common.h"
 
+#include <emmintrin.h>
 #include <stddef.h>
 
 // Byte tables of the reflected CRC-32: crc_table_il8_o(32 + 8k) is the effect of a byte
@@ -36,8 +37,18 @@ Zeb32u ownsAdler32_8u(const Zeb8u* src, size_t len, Zeb32u adler);
 // CPU-specific variants (identical results; see core/dispatch.cpp for their requirements).
 Zeb32u ownsCRC32_8u_pclmul(const Zeb8u* src, size_t len, Zeb32u crc);
 Zeb32u ownsCRC32BZ2_8u_pclmul(const Zeb8u* src, size_t len, Zeb32u crc);
+Zeb32u ownsCRC32_8u_vpclmul(const Zeb8u* src, size_t len, Zeb32u crc);
+Zeb32u ownsCRC32BZ2_8u_vpclmul(const Zeb8u* src, size_t len, Zeb32u crc);
 Zeb32u ownsAdler32_8u_ssse3(const Zeb8u* src, size_t len, Zeb32u adler);
 Zeb32u ownsAdler32_8u_avx2(const Zeb8u* src, size_t len, Zeb32u adler);
+
+// The end of the PCLMULQDQ kernels, from four 128-bit accumulators holding 64 consecutive
+// bytes (the first carrying the running register) up to src[len]: the CRC as stored. Only to be
+// called where the CPU has PCLMULQDQ, SSSE3 and SSE4.1.
+Zeb32u ownsCRC32_8u_pclmul_tail(__m128i x0, __m128i x1, __m128i x2, __m128i x3,
+                                const Zeb8u* src, size_t len);
+Zeb32u ownsCRC32BZ2_8u_pclmul_tail(__m128i x0, __m128i x1, __m128i x2, __m128i x3,
+                                   const Zeb8u* src, size_t len);
 
 constexpr Zeb32u kAdlerBase = 65521;
 constexpr size_t kAdlerBlock = 5552;

@@ -9,7 +9,8 @@
 // x^96 mod P joined to the low half shifted by 32 is reduced to 64 bits with x^64 mod P, then
 // to 32 by Barrett reduction with mu = x^64 / P. The constants are computed at compile time.
 //
-// Inputs under 64 bytes and the last 0..15 bytes go to the portable kernel.
+// Inputs under 64 bytes and the last 0..15 bytes go to the portable kernel. The tail, from
+// four accumulators on, is shared with the VPCLMULQDQ kernel.
 #include "core/zeb_common.h"
 
 #include "checksum/checksum_internal.h"
@@ -92,7 +93,14 @@ ZEB_TARGET_PCLMUL Zeb32u ownsCRC32BZ2_8u_pclmul(const Zeb8u* src, size_t len, Ze
         x3 = fold(x3, k, load_reversed(p + 3));
     }
 
-    k = _mm_load_si128((const __m128i*)(const void*)kFold128);
+    return ownsCRC32BZ2_8u_pclmul_tail(x0, x1, x2, x3, (const Zeb8u*)p, len);
+}
+
+ZEB_TARGET_PCLMUL Zeb32u ownsCRC32BZ2_8u_pclmul_tail(__m128i x0, __m128i x1, __m128i x2,
+                                                     __m128i x3, const Zeb8u* src, size_t len)
+{
+    const __m128i* p = (const __m128i*)(const void*)src;
+    __m128i k = _mm_load_si128((const __m128i*)(const void*)kFold128);
     x0 = fold(x0, k, x1);
     x0 = fold(x0, k, x2);
     x0 = fold(x0, k, x3);

@@ -8,7 +8,8 @@
 // the lowest bit is the highest power of x, so the products come out shifted by one bit; the
 // constants carry the compensating factor x.
 //
-// Inputs under 64 bytes and the last 0..15 bytes go to the portable kernel.
+// Inputs under 64 bytes and the last 0..15 bytes go to the portable kernel. The tail, from
+// four accumulators on, is shared with the VPCLMULQDQ kernel.
 #include "core/zeb_common.h"
 
 #include "checksum/checksum_internal.h"
@@ -55,7 +56,14 @@ ZEB_TARGET_PCLMUL Zeb32u ownsCRC32_8u_pclmul(const Zeb8u* src, size_t len, Zeb32
         x3 = fold(x3, k, _mm_loadu_si128(p + 3));
     }
 
-    k = _mm_load_si128((const __m128i*)(const void*)kFold128);
+    return ownsCRC32_8u_pclmul_tail(x0, x1, x2, x3, (const Zeb8u*)p, len);
+}
+
+ZEB_TARGET_PCLMUL Zeb32u ownsCRC32_8u_pclmul_tail(__m128i x0, __m128i x1, __m128i x2, __m128i x3,
+                                                  const Zeb8u* src, size_t len)
+{
+    const __m128i* p = (const __m128i*)(const void*)src;
+    __m128i k = _mm_load_si128((const __m128i*)(const void*)kFold128);
     x0 = fold(x0, k, x1);
     x0 = fold(x0, k, x2);
     x0 = fold(x0, k, x3);

@@ -82,8 +82,13 @@ Zeb32u masked_features()
 
 typedef Zeb32u (*ChecksumKernel)(const Zeb8u*, size_t, Zeb32u);
 
+// VPCLMULQDQ on 512-bit vectors needs the AVX-512 state and byte shuffles (BW).
+constexpr Zeb32u kVectorClmul = zebCpuVpclmul | zebCpuAvx512;
+
 ChecksumKernel pick_crc32(Zeb32u f)
 {
+    if ((f & kVectorClmul) == kVectorClmul && (f & (zebCpuPclmul | zebCpuSse41)) == (zebCpuPclmul | zebCpuSse41))
+        return ownsCRC32_8u_vpclmul;
     if ((f & (zebCpuPclmul | zebCpuSse41)) == (zebCpuPclmul | zebCpuSse41))
         return ownsCRC32_8u_pclmul;
     return ownsCRC32_8u;
@@ -92,6 +97,8 @@ ChecksumKernel pick_crc32(Zeb32u f)
 ChecksumKernel pick_crc32_bzip2(Zeb32u f)
 {
     const Zeb32u need = zebCpuPclmul | zebCpuSsse3 | zebCpuSse41;
+    if ((f & need) == need && (f & kVectorClmul) == kVectorClmul)
+        return ownsCRC32BZ2_8u_vpclmul;
     if ((f & need) == need)
         return ownsCRC32BZ2_8u_pclmul;
     return ownsCRC32BZ2_8u;
