@@ -138,6 +138,41 @@ TEST(Checksum, LargeBuffersInOneCallAndInPieces)
     EXPECT_EQ(a, adler);
 }
 
+// Each input ends exactly at the end of its own allocation, so a vector kernel that reads past
+// the last byte is caught under AddressSanitizer; the lengths straddle every step and entry
+// size of the kernels (16, 32, 64, 256 bytes) around the 64-, 256- and 512-byte thresholds.
+TEST(Checksum, InputsEndingAtTheirAllocationAreReadNoFurther)
+{
+    auto data = zebtest::random_bytes(1100, 256, 13);
+    for (size_t len : {63u, 64u, 65u, 79u, 80u, 127u, 255u, 256u, 257u, 319u, 511u, 512u, 513u,
+                       575u, 767u, 1023u, 1087u}) {
+        for (size_t skip = 0; skip < 3; ++skip) {
+            std::vector<Zeb8u> exact(data.begin() + (long)skip, data.begin() + (long)(skip + len));
+            const Zeb8u* p = exact.data();
+            EXPECT_EQ(ours(zebsCRC32_8u, p, len, 1), reference_crc32(p, len, 1)) << len;
+            EXPECT_EQ(ours(zebsCRC32_BZ2_8u, p, len, 1), reference_crc32_bzip2(p, len, 1)) << len;
+            EXPECT_EQ(ours(zebsAdler32_8u, p, len, 7), reference_adler32(p, len, 7)) << len;
+        }
+    }
+}
+
+// The vector Adler-32 kernels keep exact 32-bit sums over whole 5552-byte blocks: with all
+// bytes 0xFF and running sums at their 16-bit maximum (not reduced, as a caller may pass them)
+// the lanes come closest to overflowing. Lengths end on both sides of block multiples and of
+// the 32- and 64-byte steps inside the last block.
+TEST(Checksum, AdlerFromUnreducedSumsOverWholeBlocksOfMaximalBytes)
+{
+    std::vector<Zeb8u> ff(3 * 5552 + 128, 0xFF);
+    for (size_t blocks = 1; blocks <= 3; ++blocks)
+        for (size_t extra : {0u, 1u, 31u, 32u, 33u, 63u, 64u, 65u, 127u})
+            for (Zeb32u start : {0xFFFFFFFFu, 0xFFF0FFF0u, 0x0000FFFFu}) {
+                size_t n = blocks * 5552 + extra - 64;
+                EXPECT_EQ(ours(zebsAdler32_8u, ff.data(), n, start),
+                          reference_adler32(ff.data(), n, start))
+                    << n << " from " << std::hex << start;
+            }
+}
+
 TEST(Checksum, AdlerBlockBoundariesWithMaximalBytes)
 {
     std::vector<Zeb8u> ff(100000, 0xFF);
