@@ -2,6 +2,7 @@
 // against zlib, with the argument rules where the three differ.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <vector>
 
@@ -91,6 +92,85 @@ TEST(Checksum, EveryAlignmentAndShortLengthMatchesTheBitwiseRule)
             ASSERT_EQ(ours(zebsAdler32_8u, p, len, 1), reference_adler32(p, len));
         }
     }
+}
+
+// The carry-less-multiply and vector kernels take 16, 32 or 64 bytes per step from 64 bytes on
+// and hand shorter inputs and tails to the portable code: every length across those steps at
+// every alignment of a 32-byte vector, from running values that are not the starting ones.
+TEST(Checksum, EveryLengthTo300AtEveryAlignmentTo31)
+{
+    auto data = zebtest::random_bytes(300 + 64, 256, 11);
+    const Zeb8u* base = data.data() + (32 - (uintptr_t)data.data() % 32);
+    for (size_t align = 0; align < 32; ++align)
+        for (size_t len = 0; len <= 300; ++len) {
+            const Zeb8u* p = base + align;
+            ASSERT_EQ(ours(zebsCRC32_8u, p, len, 0x9E3779B9u), reference_crc32(p, len, 0x9E3779B9u))
+                << "align " << align << " len " << len;
+            ASSERT_EQ(ours(zebsCRC32_BZ2_8u, p, len, 0x9E3779B9u),
+                      reference_crc32_bzip2(p, len, 0x9E3779B9u))
+                << "align " << align << " len " << len;
+            ASSERT_EQ(ours(zebsAdler32_8u, p, len, 0xFFF0FFF0u),
+                      reference_adler32(p, len, 0xFFF0FFF0u))
+                << "align " << align << " len " << len;
+        }
+}
+
+// Large buffers through the folding loops, in one call and in uneven pieces.
+TEST(Checksum, LargeBuffersInOneCallAndInPieces)
+{
+    const size_t kLen = (1 << 18) + 77;
+    auto data = zebtest::random_bytes(kLen, 256, 12);
+    Zeb32u crc = reference_crc32(data.data(), kLen);
+    Zeb32u bz = reference_crc32_bzip2(data.data(), kLen);
+    Zeb32u adler = reference_adler32(data.data(), kLen);
+    EXPECT_EQ(ours(zebsCRC32_8u, data.data(), kLen, 0), crc);
+    EXPECT_EQ(ours(zebsCRC32_BZ2_8u, data.data(), kLen, 0), bz);
+    EXPECT_EQ(ours(zebsAdler32_8u, data.data(), kLen, 1), adler);
+    Zeb32u c = 0, b = 0, a = 1;
+    for (size_t at = 0, piece = 1; at < kLen; at += piece, piece = piece * 3 + 5) {
+        size_t n = std::min(piece, kLen - at);
+        c = ours(zebsCRC32_8u, data.data() + at, n, c);
+        b = ours(zebsCRC32_BZ2_8u, data.data() + at, n, b);
+        a = ours(zebsAdler32_8u, data.data() + at, n, a);
+    }
+    EXPECT_EQ(c, crc);
+    EXPECT_EQ(b, bz);
+    EXPECT_EQ(a, adler);
+}
+
+// Each input ends exactly at the end of its own allocation, so a vector kernel that reads past
+// the last byte is caught under AddressSanitizer; the lengths straddle every step and entry
+// size of the kernels (16, 32, 64, 256 bytes) around the 64-, 256- and 512-byte thresholds.
+TEST(Checksum, InputsEndingAtTheirAllocationAreReadNoFurther)
+{
+    auto data = zebtest::random_bytes(1100, 256, 13);
+    for (size_t len : {63u, 64u, 65u, 79u, 80u, 127u, 255u, 256u, 257u, 319u, 511u, 512u, 513u,
+                       575u, 767u, 1023u, 1087u}) {
+        for (size_t skip = 0; skip < 3; ++skip) {
+            std::vector<Zeb8u> exact(data.begin() + (long)skip, data.begin() + (long)(skip + len));
+            const Zeb8u* p = exact.data();
+            EXPECT_EQ(ours(zebsCRC32_8u, p, len, 1), reference_crc32(p, len, 1)) << len;
+            EXPECT_EQ(ours(zebsCRC32_BZ2_8u, p, len, 1), reference_crc32_bzip2(p, len, 1)) << len;
+            EXPECT_EQ(ours(zebsAdler32_8u, p, len, 7), reference_adler32(p, len, 7)) << len;
+        }
+    }
+}
+
+// The vector Adler-32 kernels keep exact 32-bit sums over whole 5552-byte blocks: with all
+// bytes 0xFF and running sums at their 16-bit maximum (not reduced, as a caller may pass them)
+// the lanes come closest to overflowing. Lengths end on both sides of block multiples and of
+// the 32- and 64-byte steps inside the last block.
+TEST(Checksum, AdlerFromUnreducedSumsOverWholeBlocksOfMaximalBytes)
+{
+    std::vector<Zeb8u> ff(3 * 5552 + 128, 0xFF);
+    for (size_t blocks = 1; blocks <= 3; ++blocks)
+        for (size_t extra : {0u, 1u, 31u, 32u, 33u, 63u, 64u, 65u, 127u})
+            for (Zeb32u start : {0xFFFFFFFFu, 0xFFF0FFF0u, 0x0000FFFFu}) {
+                size_t n = blocks * 5552 + extra - 64;
+                EXPECT_EQ(ours(zebsAdler32_8u, ff.data(), n, start),
+                          reference_adler32(ff.data(), n, start))
+                    << n << " from " << std::hex << start;
+            }
 }
 
 TEST(Checksum, AdlerBlockBoundariesWithMaximalBytes)

@@ -6,20 +6,10 @@
 // k = 16 down to 0 wherever it fits. Bytes go 16 per step while the block has 16 left.
 #include "core/zeb_common.h"
 
+#include "checksum/checksum_internal.h"
+#include "core/dispatch.h"
+
 namespace {
-
-constexpr Zeb32u kAdlerBase = 65521;
-constexpr size_t kAdlerBlock = 5552;
-
-inline Zeb32u reduce_mod_base(Zeb32u value)
-{
-    for (int k = 16; k >= 0; --k) {
-        Zeb32u multiple = kAdlerBase << k;
-        if (value >= multiple)
-            value -= multiple;
-    }
-    return value;
-}
 
 inline void add_bytes(const Zeb8u* src, size_t len, Zeb32u& s1, Zeb32u& s2)
 {
@@ -36,6 +26,20 @@ inline void add_bytes(const Zeb8u* src, size_t len, Zeb32u& s1, Zeb32u& s2)
 
 } // namespace
 
+Zeb32u ownsAdler32_8u(const Zeb8u* src, size_t len, Zeb32u adler)
+{
+    Zeb32u s1 = adler & 0xFFFF, s2 = adler >> 16;
+    while (len > 0) {
+        size_t block = len < kAdlerBlock ? len : kAdlerBlock;
+        add_bytes(src, block, s1, s2);
+        s1 = zebAdlerReduce(s1);
+        s2 = zebAdlerReduce(s2);
+        src += block;
+        len -= block;
+    }
+    return (s2 << 16) | s1;
+}
+
 extern "C" ZEBAPI ZebStatus zebsAdler32_8u(const Zeb8u* pSrc, int len, Zeb32u* pAdler32)
 {
     // Deliberately unlike the CRCs: a null source clears the value and is a size error, an
@@ -44,15 +48,7 @@ extern "C" ZEBAPI ZebStatus zebsAdler32_8u(const Zeb8u* pSrc, int len, Zeb32u* p
         *pAdler32 = 0;
         return zebStsBadSize;
     }
-    Zeb32u s1 = *pAdler32 & 0xFFFF, s2 = *pAdler32 >> 16;
-    for (size_t left = len > 0 ? (size_t)len : 0; left > 0;) {
-        size_t block = left < kAdlerBlock ? left : kAdlerBlock;
-        add_bytes(pSrc, block, s1, s2);
-        s1 = reduce_mod_base(s1);
-        s2 = reduce_mod_base(s2);
-        pSrc += block;
-        left -= block;
-    }
-    *pAdler32 = (s2 << 16) | s1;
+    if (len > 0)
+        *pAdler32 = zebKernelAdler32(pSrc, (size_t)len, *pAdler32);
     return zebStsOk;
 }

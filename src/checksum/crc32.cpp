@@ -7,6 +7,7 @@
 #include "core/zeb_common.h"
 
 #include "checksum/checksum_internal.h"
+#include "core/dispatch.h"
 
 namespace {
 
@@ -81,6 +82,6 @@ extern "C" ZEBAPI ZebStatus zebsCRC32_8u(const Zeb8u* pSrc, int len, Zeb32u* pCR
 {
     ZEB_CHECK(pSrc != nullptr && pCRC32 != nullptr, zebStsNullPtr);
     ZEB_CHECK(len >= 1, zebStsBadSize);
-    *pCRC32 = ownsCRC32_8u(pSrc, (size_t)len, *pCRC32);
+    *pCRC32 = zebKernelCRC32(pSrc, (size_t)len, *pCRC32);
     return zebStsOk;
 }

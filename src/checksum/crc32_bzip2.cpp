@@ -3,6 +3,7 @@
 #include "core/zeb_common.h"
 
 #include "checksum/checksum_internal.h"
+#include "core/dispatch.h"
 
 namespace {
 
@@ -29,13 +30,18 @@ static_assert(kCrcTable.t[1] == 0x04C11DB7u, "bzip2 CRC byte table");
 
 const Zeb32u (&crcTab)[256] = kCrcTable.t;
 
+Zeb32u ownsCRC32BZ2_8u(const Zeb8u* src, size_t len, Zeb32u crc)
+{
+    Zeb32u c = ~crc;
+    for (size_t i = 0; i < len; ++i)
+        c = (c << 8) ^ crcTab[(c >> 24) ^ src[i]];
+    return ~c;
+}
+
 extern "C" ZEBAPI ZebStatus zebsCRC32_BZ2_8u(const Zeb8u* pSrc, int len, Zeb32u* pCRC32)
 {
     ZEB_CHECK(pSrc != nullptr && pCRC32 != nullptr, zebStsNullPtr);
     ZEB_CHECK(len >= 1, zebStsBadSize);
-    Zeb32u c = ~*pCRC32;
-    for (int i = 0; i < len; ++i)
-        c = (c << 8) ^ crcTab[(c >> 24) ^ pSrc[i]];
-    *pCRC32 = ~c;
+    *pCRC32 = zebKernelCRC32BZ2(pSrc, (size_t)len, *pCRC32);
     return zebStsOk;
 }
