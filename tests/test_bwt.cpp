@@ -110,8 +110,9 @@ TEST(BWT, SmallBlockMatchesNaiveSort)
             ASSERT_EQ(got.out, want.out) << "alphabet " << alphabet << " len " << len;
             ASSERT_EQ(inverse(got, true), s) << len;
             ASSERT_EQ(inverse(got, false), s) << len;
-            if (alphabet > 2)
+            if (alphabet > 2) { // rotations of such blocks are distinct here
                 ASSERT_EQ(got.index, want.index) << len;
+            }
         }
     }
 }
