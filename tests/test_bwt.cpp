@@ -1,0 +1,169 @@
+// Burrows-Wheeler transforms: hand examples, a naive rotation sort as reference, round trips of
+// periodic and repetitive blocks, the limits and the argument checks.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <numeric>
+#include <vector>
+
+#include "test_support.h"
+
+namespace
+{
+
+#if defined(__i386__) || defined(__SANITIZE_ADDRESS__)
+const int kScale = 4;
+#else
+const int kScale = 1;
+#endif
+
+using Bytes = std::vector<Zeb8u>;
+
+struct Transform {
+    Bytes out;
+    int index = -1;
+};
+
+// Reference: all rotations sorted by a plain cyclic comparison.
+Transform naive_bwt(const Bytes& s)
+{
+    size_t n = s.size();
+    std::vector<size_t> rows(n);
+    std::iota(rows.begin(), rows.end(), 0);
+    std::stable_sort(rows.begin(), rows.end(), [&](size_t a, size_t b) {
+        for (size_t k = 0; k < n; ++k) {
+            Zeb8u x = s[(a + k) % n], y = s[(b + k) % n];
+            if (x != y)
+                return x < y;
+        }
+        return false;
+    });
+    Transform t;
+    for (size_t r = 0; r < n; ++r) {
+        t.out.push_back(s[(rows[r] + n - 1) % n]);
+        if (rows[r] == 0)
+            t.index = (int)r;
+    }
+    return t;
+}
+
+Transform small_fwd(const Bytes& s)
+{
+    int size = 0;
+    EXPECT_EQ(zebsBWTGetSize_SmallBlock_8u((int)s.size(), &size), zebStsOk);
+    Bytes scratch(size + 1);
+    Transform t;
+    t.out.resize(s.size());
+    EXPECT_EQ(zebsBWTFwd_SmallBlock_8u(s.data(), t.out.data(), (int)s.size(), &t.index,
+                                       scratch.data() + 1), // unaligned on purpose
+              zebStsOk);
+    return t;
+}
+
+Bytes inverse(const Transform& t, bool small)
+{
+    int len = (int)t.out.size();
+    int size = 0;
+    if (small)
+        zebsBWTGetSize_SmallBlock_8u(len, &size);
+    else
+        zebsBWTInvGetSize_8u(len, &size);
+    Bytes scratch(size + 3), out(len);
+    ZebStatus st =
+        small ? zebsBWTInv_SmallBlock_8u(t.out.data(), out.data(), len, t.index, scratch.data() + 3)
+              : zebsBWTInv_8u(t.out.data(), out.data(), len, t.index, scratch.data() + 3);
+    EXPECT_EQ(st, zebStsOk);
+    return out;
+}
+
+Bytes periodic(const char* unit, size_t len)
+{
+    Bytes s(len);
+    size_t n = strlen(unit);
+    for (size_t i = 0; i < len; ++i)
+        s[i] = (Zeb8u)unit[i % n];
+    return s;
+}
+
+TEST(BWT, SmallBlockHandExamples)
+{
+    Transform t = small_fwd({'b', 'a', 'n', 'a', 'n', 'a'});
+    EXPECT_EQ(t.out, (Bytes{'n', 'n', 'b', 'a', 'a', 'a'}));
+    EXPECT_EQ(t.index, 3);
+    t = small_fwd({'x'});
+    EXPECT_EQ(t.out, Bytes{'x'});
+    EXPECT_EQ(t.index, 0);
+    Bytes same(1000, 7);
+    t = small_fwd(same);
+    EXPECT_EQ(t.out, same);
+    EXPECT_EQ(inverse(t, true), same);
+}
+
+// Every length 1..300 over alphabets of 1, 2, 4 and 256 symbols: the output equals the naive
+// sort's, the index equals it when the rotations are distinct, and both inverses restore.
+TEST(BWT, SmallBlockMatchesNaiveSort)
+{
+    for (unsigned alphabet : {1u, 2u, 4u, 256u}) {
+        for (int len = 1; len <= 300; len += kScale) {
+            Bytes s = zebtest::random_bytes(len, alphabet, 100 * alphabet + len);
+            Transform want = naive_bwt(s), got = small_fwd(s);
+            ASSERT_EQ(got.out, want.out) << "alphabet " << alphabet << " len " << len;
+            ASSERT_EQ(inverse(got, true), s) << len;
+            ASSERT_EQ(inverse(got, false), s) << len;
+            if (alphabet > 2) { // rotations of such blocks are distinct here
+                ASSERT_EQ(got.index, want.index) << len;
+            }
+        }
+    }
+}
+
+TEST(BWT, SmallBlockPeriodicAndLimitBlocks)
+{
+    for (const char* unit : {"ab", "abc", "z", "abaab"}) {
+        Bytes s = periodic(unit, 1500 / kScale);
+        Transform t = small_fwd(s);
+        EXPECT_EQ(t.out, naive_bwt(s).out) << unit;
+        EXPECT_EQ(inverse(t, true), s) << unit;
+    }
+    Bytes s = zebtest::random_bytes(32768, 256, 9);
+    Transform t = small_fwd(s);
+    EXPECT_EQ(inverse(t, true), s);
+    EXPECT_EQ(inverse(t, false), s);
+}
+
+TEST(BWT, SmallBlockArgumentChecks)
+{
+    int size = 0;
+    EXPECT_EQ(zebsBWTGetSize_SmallBlock_8u(32768, nullptr), zebStsNullPtr);
+    EXPECT_EQ(zebsBWTGetSize_SmallBlock_8u(32768, &size), zebStsOk);
+    EXPECT_EQ(size, 4 * 32768 + 2080);
+    EXPECT_EQ(zebsBWTGetSize_SmallBlock_8u(32769, &size), zebStsBadSize);
+    EXPECT_EQ(zebsBWTGetSize_SmallBlock_8u(0, &size), zebStsBadSize);
+    Bytes src(32769, 1), dst(32769, 0xEE), scratch(4 * 32769 + 2080);
+    int index = -5;
+    Zeb8u* b = scratch.data();
+    EXPECT_EQ(zebsBWTFwd_SmallBlock_8u(nullptr, dst.data(), 8, &index, b), zebStsNullPtr);
+    EXPECT_EQ(zebsBWTFwd_SmallBlock_8u(src.data(), dst.data(), 8, nullptr, b), zebStsNullPtr);
+    EXPECT_EQ(zebsBWTFwd_SmallBlock_8u(src.data(), dst.data(), 8, &index, nullptr), zebStsNullPtr);
+    EXPECT_EQ(zebsBWTFwd_SmallBlock_8u(src.data(), dst.data(), 32769, &index, b), zebStsBadSize);
+    EXPECT_EQ(zebsBWTFwd_SmallBlock_8u(src.data(), dst.data(), 0, &index, b), zebStsBadSize);
+    EXPECT_EQ(index, -5);
+    EXPECT_EQ(dst[0], 0xEE);
+    for (bool small : {true, false}) {
+        auto inv = small ? zebsBWTInv_SmallBlock_8u : zebsBWTInv_8u;
+        EXPECT_EQ(inv(src.data(), dst.data(), 1, 77, nullptr), zebStsOk); // copy rule
+        EXPECT_EQ(dst[0], 1);
+        EXPECT_EQ(inv(nullptr, dst.data(), 1, 0, nullptr), zebStsNullPtr);
+        EXPECT_EQ(inv(src.data(), dst.data(), 0, 0, b), zebStsBadSize);
+        EXPECT_EQ(inv(src.data(), dst.data(), 8, 0, nullptr), zebStsNullPtr);
+        EXPECT_EQ(inv(src.data(), dst.data(), 8, 8, b), zebStsBadSize);
+        EXPECT_EQ(inv(src.data(), dst.data(), 8, -1, b), zebStsBadSize);
+        EXPECT_EQ(inv(src.data(), dst.data(), 8, 7, b), zebStsOk);
+    }
+    EXPECT_EQ(zebsBWTInv_SmallBlock_8u(src.data(), dst.data(), 32769, 0, b), zebStsBadSize);
+    EXPECT_EQ(zebsBWTInvGetSize_8u(0, &size), zebStsOk);
+    EXPECT_EQ(size, 1024);
+    EXPECT_EQ(zebsBWTInvGetSize_8u(0, nullptr), zebStsNullPtr);
+}
+
+} // namespace
