@@ -363,6 +363,10 @@ TEST(Inflate, PresetDictionary)
         expect_both_ways(zlib_deflate(data, o), data, 1 << 20, 1 << 20, o.dict, "dictionary");
         expect_both_ways(zlib_deflate(data, o), data, 7, 61, o.dict, "dictionary, chunks");
     }
+    // Of a dictionary longer than 32768 bytes the first 32768 are kept, not the last.
+    ZlibOptions o;
+    o.dict.assign(dict.begin(), dict.begin() + 32768);
+    expect_both_ways(zlib_deflate(data, o), data, 1 << 20, 1 << 20, dict, "long dictionary");
 }
 
 TEST(Inflate, CorpusFilesLevels1And6)
@@ -468,6 +472,19 @@ TEST(Inflate, StoredBlocksAndHeaders)
     EXPECT_EQ(r.status, zebStsBadSize);
     r = decode_one_stage(empty, 100, 100);
     EXPECT_TRUE(r.status == zebStsStreamEnd && r.out.empty());
+
+    // The flush-marker search skips to the byte after 00 00 FF FF.
+    Bytes marked = {0x12, 0x00, 0x34, 0x00, 0x00, 0xFF, 0xFF, 0x99};
+    zebsDecodeLZ77Reset_8u(s.get());
+    Zeb8u* m = marked.data();
+    int mLen = 6;
+    ZebLZ77Pair pair;
+    ZebLZ77Pair* pp = &pair;
+    int pRoom = 1;
+    EXPECT_EQ(zebsDecodeLZ77FixedHuff_8u(&m, &mLen, &pp, &pRoom, zebLZ77FlushSync, s.get()), zebStsSrcShort);
+    mLen = 8 - (int)(m - marked.data());
+    EXPECT_EQ(zebsDecodeLZ77FixedHuff_8u(&m, &mLen, &pp, &pRoom, zebLZ77FlushFull, s.get()), zebStsOk);
+    EXPECT_TRUE(m == marked.data() + 7 && mLen == 1);
 
     Bytes btype3 = {0x07, 0x00};
     ZebLZ77BlockType type = zebLZ77BlockDynamic;
@@ -583,6 +600,21 @@ TEST(Inflate, DynamicHeadersWithOddCodes)
         Decoded one = decode_one_stage(w.out, chunk, 2);
         EXPECT_TRUE(one.status == zebStsStreamEnd && one.out == want) << chunk;
         EXPECT_TRUE(decode_two_stage(w.out, chunk, 3).out == want) << chunk;
+    }
+    // An over-subscribed code: 'a' has the 1-bit code 0, end of block 10, 'b' to 'd' the 3-bit
+    // codes 110, 111 and (wrapped) 000. The shorter code keeps its patterns: were 'd' to take
+    // 000, three 'a' in a row would decode as 'd' from a whole buffer.
+    BitWriter o;
+    header(o, 257, 1, {100 + 97, 1, 3, 3, 3, 100 + 138, 100 + 17, 2, 0});
+    for (int i = 0; i < 3; ++i)
+        o.code(0, 1); // 'a'
+    o.code(6, 3);     // 'b'
+    o.code(2, 2);     // end of block
+    o.put(0, 32);
+    for (size_t chunk : {(size_t)1, (size_t)1000}) {
+        Decoded one = decode_one_stage(o.out, chunk, 1000);
+        EXPECT_TRUE(one.status == zebStsStreamEnd && one.out == Bytes({'a', 'a', 'a', 'b'})) << chunk;
+        EXPECT_TRUE(decode_two_stage(o.out, chunk, 1000).out == Bytes({'a', 'a', 'a', 'b'})) << chunk;
     }
     // 316 lengths whose last run of 138 zeros starts at index 300, and every code of 4 bits
     // (over-subscribed): decoding stays within bounds, whatever it yields.

@@ -238,6 +238,8 @@ struct FixedCode {
     }
 };
 
+// The second-level index is kept inside the room by a mask that changes nothing for tables the
+// builders made, and bounds the look-up for tables a state never built (after Init or a copy).
 struct DynamicCode {
     const Zeb8u* litValues;
     const Zeb8u* litKinds;
@@ -256,7 +258,7 @@ struct DynamicCode {
         value = litValues[i];
         unsigned m = kind & kKindBits;
         if (m > kFirstBits) {
-            i = 1024 + (int)value * 2 + second_index(b, m);
+            i = 1024 + (((int)value * 2 + second_index(b, m)) & 511);
             kind = litKinds[i];
             value = litValues[i];
         }
@@ -269,7 +271,7 @@ struct DynamicCode {
         value = distValues[i];
         unsigned m = kind & kKindBits;
         if (m > kFirstBits) {
-            i = 1024 + (int)value + second_index(b, m);
+            i = 1024 + (((int)value + second_index(b, m)) & 255);
             kind = distKinds[i];
             value = distValues[i];
         }
