@@ -18,20 +18,22 @@ struct Result {
     std::vector<Zeb8u> out;
 };
 
-inline std::vector<Zeb8u> new_state()
+// A freshly initialised state in one of two slots kept across inputs: allocating 112876 bytes
+// per input would cost more than most decodes. Init leaves the buffers as the previous input
+// left them, which also checks that no stale history or table leaks into the output.
+inline ZebLZ77DecoderState* new_state(int slot)
 {
-    int size = 0;
-    zebsDecodeLZ77GetSize_8u(&size);
-    std::vector<Zeb8u> mem((size_t)size + 64);
-    Zeb8u* at = mem.data() + (64 - (uintptr_t)mem.data() % 64) % 64;
-    if (zebsDecodeLZ77Init_8u(zebLZ77ChecksumNone, (ZebLZ77DecoderState*)(void*)at) != zebStsOk)
+    static std::vector<Zeb8u> mem[2];
+    if (mem[slot].empty()) {
+        int size = 0;
+        zebsDecodeLZ77GetSize_8u(&size);
+        mem[slot].resize((size_t)size + 64);
+    }
+    Zeb8u* at = mem[slot].data() + (64 - (uintptr_t)mem[slot].data() % 64) % 64;
+    ZebLZ77DecoderState* s = (ZebLZ77DecoderState*)(void*)at;
+    if (zebsDecodeLZ77Init_8u(zebLZ77ChecksumNone, s) != zebStsOk)
         abort();
-    return mem;
-}
-
-inline ZebLZ77DecoderState* state_of(std::vector<Zeb8u>& mem)
-{
-    return (ZebLZ77DecoderState*)(void*)(mem.data() + (64 - (uintptr_t)mem.data() % 64) % 64);
+    return s;
 }
 
 inline void check(ZebStatus st)
@@ -54,9 +56,11 @@ struct Source {
         Zeb8u* p = piece.data();
         int len = (int)n;
         ZebStatus st = f(&p, &len);
-        // Bytes given back after the final block may reach before this piece, never past it.
+        // Bytes given back after the final block may reach before this piece, never past it;
+        // a short source is reported only when all of it was taken (else callers would spin).
         long used = (long)(p - piece.data());
-        if (used > (long)n || len != (int)n - used || (long)pos + used < 0)
+        if (used > (long)n || len != (int)n - used || (long)pos + used < 0 ||
+            (st == zebStsSrcShort && len != 0))
             abort();
         pos = (size_t)((long)pos + used);
         return st;
@@ -71,8 +75,7 @@ inline bool stop(ZebStatus st, const Source& src, size_t out, size_t maxOut)
 
 inline Result one_stage(const Zeb8u* data, size_t size, size_t srcChunk, size_t dstChunk, size_t maxOut)
 {
-    std::vector<Zeb8u> mem = new_state();
-    ZebLZ77DecoderState* s = state_of(mem);
+    ZebLZ77DecoderState* s = new_state(0);
     Source src{data, size, 0, srcChunk};
     Result r;
     bool inBlock = false;
@@ -109,9 +112,8 @@ inline Result one_stage(const Zeb8u* data, size_t size, size_t srcChunk, size_t 
 inline Result two_stage(const Zeb8u* data, size_t size, size_t srcChunk, size_t dstChunk,
                         size_t pairsChunk, size_t maxOut)
 {
-    std::vector<Zeb8u> mem = new_state(), peekMem = new_state();
-    ZebLZ77DecoderState* s = state_of(mem);
-    ZebLZ77DecoderState* peek = state_of(peekMem);
+    ZebLZ77DecoderState* s = new_state(0);
+    ZebLZ77DecoderState* peek = new_state(1);
     Source src{data, size, 0, srcChunk};
     Result r;
     bool inBlock = false;
@@ -161,7 +163,8 @@ inline Result two_stage(const Zeb8u* data, size_t size, size_t srcChunk, size_t 
                 r.out.insert(r.out.end(), dst.data(), d);
             } while (st2 == zebStsDstFull && r.out.size() < maxOut);
         }
-        r.status = st2 < 0 ? st2 : st;
+        // Pairs or a match left over (the output cap) leave the stream unfinished.
+        r.status = st2 < 0 ? st2 : st2 == zebStsDstFull ? zebStsDstFull : st;
         inBlock = st != zebStsOk;
         if (stop(r.status, src, r.out.size(), maxOut))
             break;

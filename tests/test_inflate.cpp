@@ -616,6 +616,25 @@ TEST(Inflate, DynamicHeadersWithOddCodes)
         EXPECT_TRUE(one.status == zebStsStreamEnd && one.out == Bytes({'a', 'a', 'a', 'b'})) << chunk;
         EXPECT_TRUE(decode_two_stage(o.out, chunk, 1000).out == Bytes({'a', 'a', 'a', 'b'})) << chunk;
     }
+    // A code-length code without codes: every length symbol is the 16-bit escape and a run of
+    // zeros (23 bits). With 22 bits held the decoder must take another byte, not report a short
+    // source that it has not used up; every bit alignment of the header is tried.
+    for (int hclen = 4; hclen < 12; ++hclen) {
+        BitWriter e;
+        e.put(5, 3);
+        e.put(0, 10);
+        e.put(hclen - 4, 4);
+        e.put(0, 3 * hclen);
+        e.put(0, 8 * 40);
+        State s = new_state();
+        Zeb8u* p = e.out.data();
+        int left = (int)e.out.size();
+        Bytes out(100);
+        Zeb8u* d = out.data();
+        int room = (int)out.size();
+        ZebStatus st = zebsDecodeLZ77DynamicHuffFull_8u(&p, &left, &d, &room, zebLZ77FlushNone, s.get());
+        EXPECT_TRUE(st != zebStsSrcShort || left == 0) << hclen << ": " << left << " bytes left";
+    }
     // 316 lengths whose last run of 138 zeros starts at index 300, and every code of 4 bits
     // (over-subscribed): decoding stays within bounds, whatever it yields.
     BitWriter v;

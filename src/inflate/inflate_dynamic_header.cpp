@@ -9,7 +9,9 @@
 
 namespace {
 
-enum { kLensBits = 22 }; // enough for any code-length symbol with its extra bits
+// Enough for any code-length symbol with its extra bits, and for the 16-bit escape taken when
+// no code matches, followed by the 7 extra bits of a run as for 18.
+enum { kLensBits = 16 + 7 };
 
 void build_code_length_code(ZebLZ77DecoderState* s)
 {
@@ -76,7 +78,7 @@ ZebStatus read_one_length(ZebLZ77DecoderState* s, InflateInput& in)
     int len = s->codeLenLength[index];
     if (sym >= kCodeLenSymbols || len == 0 || len > 7) { // no code of up to 7 bits (the table
         // of a copied state may hold anything): 16 bits go, then a run as for 18
-        if (in.count < 16 + 7)
+        if (in.count < kLensBits)
             return zebStsSrcShort;
         drop_bits(in, 16);
         sym = 18;
