@@ -336,6 +336,82 @@ inline InflateSymbol decode_symbol(const Code& code, uint64_t& bits, int& count)
     return InflateSymbol{dist == 0 ? kSymBadDist : kSymMatch, length, dist};
 }
 
+enum {
+    kHotMargin = 16,     // source bytes a round of a hot loop may read (two 8-byte refills)
+    kMaxSymbolBits = 48, // the longest symbol: 15 + 5 + 15 + 13 bits
+};
+
+// The bit input of a hot loop, held in the loop's locals: a byte store through an output
+// pointer could alias fields of the state or of InflateInput, and would force them to memory.
+struct HotBits {
+    const Zeb8u* src;
+    uint64_t bits;
+    int count;
+
+    // At least 56 bits from an 8-byte load; bits above the count may be left set.
+    void refill()
+    {
+        bits |= zeb_load64(src) << count;
+        src += (63 - count) >> 3;
+        count |= 56;
+    }
+    void drop(int n)
+    {
+        bits >>= n;
+        count -= n;
+    }
+};
+
+// One round of a hot loop, on at least kHotMargin source bytes: a refill, then up to three
+// literals (each of at most 15 bits, handed to put), or fewer literals and one other symbol,
+// returned with its bits consumed (a match after a second refill when fewer than 48 bits are
+// left). kSymNeedBits after three literals.
+template <class Code, class Put>
+inline InflateSymbol hot_round(const Code& code, HotBits& h, Put put)
+{
+    h.refill();
+    unsigned kind, value;
+    int need;
+    code.lit(h.bits, kind, value, need);
+    for (int literals = 0; (kind & 0xF0) == 0;) {
+        put(value);
+        h.drop((int)(kind & kKindBits));
+        if (++literals == 3)
+            return InflateSymbol{kSymNeedBits, 0, 0};
+        code.lit(h.bits, kind, value, need);
+    }
+    if (!(kind & kKindLength)) { // end of block or an invalid symbol
+        h.drop((int)(kind & kKindBits));
+        return InflateSymbol{(kind & kKindWhat) == kKindEndOfBlock ? kSymEnd : kSymBadLit, 0, 0};
+    }
+    if (h.count < kMaxSymbolBits)
+        h.refill();
+    h.drop((int)(kind & kKindBits));
+    int extra = (int)((kind >> 4) & 7);
+    int length = (int)value + 3 + (int)((Zeb32u)h.bits & ((1u << extra) - 1));
+    h.drop(extra);
+    code.dist(h.bits, kind, value, need);
+    h.drop((int)(kind & kKindBits));
+    extra = (int)(kind >> 4);
+    if (extra > 13)
+        return InflateSymbol{kSymBadDist, 0, 0};
+    int dist = (int)value + (int)((Zeb32u)h.bits & ((1u << extra) - 1));
+    h.drop(extra);
+    return InflateSymbol{dist == 0 ? kSymBadDist : kSymMatch, length, dist};
+}
+
+inline HotBits hot_bits(const InflateInput& in) { return HotBits{in.src, in.bits, in.count}; }
+
+inline void end_hot_bits(InflateInput& in, const HotBits& h)
+{
+    int used = (int)(h.src - in.src);
+    in.src = h.src;
+    in.left -= used;
+    in.taken += used;
+    in.bits = h.bits;
+    in.count = h.count;
+}
+
 // Fills the bit buffer to at least 56 bits from an 8-byte load; the caller guarantees 8 source
 // bytes. Bits above the count may be left set; mask_input() cleans them when the loop ends.
 inline void refill_fast(InflateInput& in)
@@ -365,6 +441,46 @@ inline void D_COPY1(const Zeb8u* pSrc, Zeb8u* pDst, int len)
     }
     for (; len > 0; --len)
         *pDst++ = *pSrc++;
+}
+
+enum { kWideSlack = 16 }; // bytes that copy_match_wide may write past the end of a match
+
+// Copies a match of len bytes (len >= 1) whose source lies dist bytes back in the same buffer,
+// in 8-byte words: the result is that of a forward byte copy, and up to kWideSlack - 1 bytes
+// past the match are overwritten, which the caller's room must hold.
+inline void copy_match_wide(Zeb8u* out, int dist, int len)
+{
+    const Zeb8u* from = out - dist;
+    Zeb8u* end = out + len;
+    if (dist >= 16) {
+        do {
+            uint64_t a = zeb_load64(from), b = zeb_load64(from + 8);
+            zeb_store64(out, a);
+            zeb_store64(out + 8, b);
+            out += 16;
+            from += 16;
+        } while (out < end);
+    } else if (dist >= 8) {
+        do {
+            zeb_store64(out, zeb_load64(from));
+            out += 8;
+            from += 8;
+        } while (out < end);
+    } else if (dist == 1) {
+        uint64_t v = 0x0101010101010101ull * *from;
+        do {
+            zeb_store64(out, v);
+            zeb_store64(out + 8, v);
+            out += 16;
+        } while (out < end);
+    } else {
+        // Each word read ends inside what the previous word wrote, whose first dist bytes are
+        // final: stepping by dist writes dist correct bytes per word.
+        do {
+            zeb_store64(out, zeb_load64(out - dist));
+            out += dist;
+        } while (out < end);
+    }
 }
 
 // Copies a match of n bytes at distance dist to out, where start is the first byte written by

@@ -206,15 +206,20 @@ void mark_overflow(const TableOut& out, bool lengths, unsigned prefixIndex)
     out.put((int)prefixIndex, kind, 0);
 }
 
-// Symbols with a code (length 1 to 15), in canonical order: by length, then by symbol.
+// Symbols with a code (length 1 to 15), in canonical order: by length, then by symbol (a
+// counting sort).
 int canonical_order(const Zeb16u* pLens, int numSymbols, Zeb16u* order)
 {
-    int n = 0;
-    for (int len = 1; len <= 15; ++len)
-        for (int sym = 0; sym < numSymbols; ++sym)
-            if (pLens[sym] == len)
-                order[n++] = (Zeb16u)sym;
-    return n;
+    int at[17] = {};
+    for (int sym = 0; sym < numSymbols; ++sym)
+        if (pLens[sym] >= 1 && pLens[sym] <= 15)
+            ++at[pLens[sym] + 1];
+    for (int len = 2; len <= 16; ++len)
+        at[len] += at[len - 1];
+    for (int sym = 0; sym < numSymbols; ++sym)
+        if (pLens[sym] >= 1 && pLens[sym] <= 15)
+            order[at[pLens[sym]]++] = (Zeb16u)sym;
+    return at[15];
 }
 
 void build_table(const Zeb16u* pLens, const Zeb16u* pCount, int numSymbols, const TableOut& out,
