@@ -83,12 +83,8 @@ InflateSymbol hot_loop(const Code& code, InflateInput& in, FullOutput& o, const 
         InflateSymbol sym = hot_round(code, h, [&out](unsigned v) { *out++ = (Zeb8u)v; });
         if (sym.kind == kSymNeedBits)
             continue;
-        int written = (int)(out - start);
-        if (sym.kind == kSymMatch && sym.dist <= written) {
-            copy_match_wide(out, sym.dist, sym.value);
-            out += sym.value;
-        } else if (sym.kind == kSymMatch && sym.dist <= written + valid) {
-            out = copy_match(out, start, historyEnd, sym.dist, sym.value);
+        if (sym.kind == kSymMatch && sym.dist <= (int)(out - start) + valid) {
+            out = copy_match_fast(out, start, historyEnd, sym.dist, sym.value);
         } else {
             stop = sym;
             break;

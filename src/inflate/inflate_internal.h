@@ -229,6 +229,13 @@ struct FixedCode {
         value = tabllv[i];
         need = (int)(kind & kKindBits);
     }
+    // The first level alone, and the second level of a link entry (the fixed code has none).
+    static inline void first(uint64_t b, unsigned& kind, unsigned& value)
+    {
+        kind = tablle[(int)(b & 511)];
+        value = tabllv[(int)(b & 511)];
+    }
+    static inline void second(uint64_t, unsigned&, unsigned&) {}
     static inline void dist(uint64_t b, unsigned& kind, unsigned& value, int& need)
     {
         int i = (int)(b & 31);
@@ -250,6 +257,20 @@ struct DynamicCode {
     {
         unsigned sub = (unsigned)(b >> kFirstBits) & ((1u << (m - kFirstBits)) - 1);
         return (int)(tablofinv[(int)sub] >> (15 - m));
+    }
+    inline void first(uint64_t b, unsigned& kind, unsigned& value) const
+    {
+        kind = litKinds[(int)(b & 1023)];
+        value = litValues[(int)(b & 1023)];
+    }
+    inline void second(uint64_t b, unsigned& kind, unsigned& value) const
+    {
+        unsigned m = kind & kKindBits;
+        if (kind > kFirstBits && kind < 16) {
+            int i = 1024 + (((int)value * 2 + second_index(b, m)) & 511);
+            kind = litKinds[i];
+            value = litValues[i];
+        }
     }
     inline void lit(uint64_t b, unsigned& kind, unsigned& value, int& need) const
     {
@@ -365,20 +386,27 @@ struct HotBits {
 // One round of a hot loop, on at least kHotMargin source bytes: a refill, then up to three
 // literals (each of at most 15 bits, handed to put), or fewer literals and one other symbol,
 // returned with its bits consumed (a match after a second refill when fewer than 48 bits are
-// left). kSymNeedBits after three literals.
+// left). kSymNeedBits when the round ends on a literal. A kind of at most 10 is a literal whole
+// in the first level: its kind is also the count of bits to drop.
 template <class Code, class Put>
 inline InflateSymbol hot_round(const Code& code, HotBits& h, Put put)
 {
     h.refill();
     unsigned kind, value;
     int need;
-    code.lit(h.bits, kind, value, need);
-    for (int literals = 0; (kind & 0xF0) == 0;) {
+    code.first(h.bits, kind, value);
+    for (int literals = 0; kind <= kFirstBits;) {
         put(value);
-        h.drop((int)(kind & kKindBits));
+        h.drop((int)kind);
         if (++literals == 3)
             return InflateSymbol{kSymNeedBits, 0, 0};
-        code.lit(h.bits, kind, value, need);
+        code.first(h.bits, kind, value);
+    }
+    code.second(h.bits, kind, value);
+    if ((kind & 0xF0) == 0) { // a literal of more than 10 bits
+        put(value);
+        h.drop((int)(kind & kKindBits));
+        return InflateSymbol{kSymNeedBits, 0, 0};
     }
     if (!(kind & kKindLength)) { // end of block or an invalid symbol
         h.drop((int)(kind & kKindBits));
@@ -496,6 +524,28 @@ inline Zeb8u* copy_match(Zeb8u* out, const Zeb8u* start, const Zeb8u* historyEnd
         n -= fromHistory;
     }
     D_COPY1(out - dist, out, n);
+    return out + n;
+}
+
+// copy_match for callers with kWideSlack bytes of room past the match: the history part is
+// also copied in 8-byte words, reading up to 7 bytes past historyEnd (still inside the history
+// region) and writing up to 7 bytes past that part, which the rest of the match or the slack
+// covers; the rest reads only bytes already final (see copy_match_wide).
+inline Zeb8u* copy_match_fast(Zeb8u* out, const Zeb8u* start, const Zeb8u* historyEnd, int dist,
+                              int n)
+{
+    int written = (int)(out - start);
+    if (dist > written) {
+        const Zeb8u* from = historyEnd - (dist - written);
+        int fromHistory = dist - written < n ? dist - written : n;
+        for (int i = 0; i < fromHistory; i += 8)
+            zeb_store64(out + i, zeb_load64(from + i));
+        out += fromHistory;
+        n -= fromHistory;
+        if (n == 0)
+            return out;
+    }
+    copy_match_wide(out, dist, n);
     return out + n;
 }
 

@@ -48,13 +48,15 @@ ZebStatus emit_match(ZebLZ77DecoderState* s, PairsOutput& o, int dist, int len)
 
 // Turns pairs into bytes while the room holds any match and its wide-copy slack, with the
 // pointers in locals (a byte store could alias them); stops at the first pair that needs care:
-// a match reaching into the history or past the room, or an offset to refuse.
-void pairs_fast(ZebLZ77Pair*& src, int& left, PairsOutput& o)
+// a match past the room, or an offset to refuse.
+void pairs_fast(const ZebLZ77DecoderState* s, ZebLZ77Pair*& src, int& left, PairsOutput& o)
 {
     ZebLZ77Pair* p = src;
     ZebLZ77Pair* const end = src + left;
     Zeb8u* out = o.out;
     Zeb8u* const last = o.out + o.room - kWideSlack;
+    const Zeb8u* historyEnd = s->historyBuf + s->historyLen;
+    int valid = s->validLeft < s->historyLen ? s->validLeft : s->historyLen;
     for (; p < end; ++p) {
         int len = p->length, dist = p->offset;
         if (dist == 0) {
@@ -63,10 +65,9 @@ void pairs_fast(ZebLZ77Pair*& src, int& left, PairsOutput& o)
             *out++ = (Zeb8u)len;
             continue;
         }
-        if (dist > out - o.start || len > last - out)
+        if (dist > (out - o.start) + valid || len > last - out)
             break;
-        copy_match_wide(out, dist, len);
-        out += len;
+        out = copy_match_fast(out, o.start, historyEnd, dist, len);
     }
     left -= (int)(p - src);
     src = p;
@@ -82,7 +83,7 @@ ZebStatus pairs_to_bytes(ZebLZ77DecoderState* s, ZebLZ77Pair*& src, int& left, P
             return st;
     }
     while (left > 0) {
-        pairs_fast(src, left, o);
+        pairs_fast(s, src, left, o);
         if (left == 0)
             break;
         if (o.room == 0)
