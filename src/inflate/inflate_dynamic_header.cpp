@@ -71,6 +71,8 @@ void repeat_length(ZebLZ77DecoderState* s, Zeb16u value, int n)
 // Reads one code-length symbol with its extra bits; zebStsSrcShort when they are not all held.
 ZebStatus read_one_length(ZebLZ77DecoderState* s, InflateInput& in)
 {
+    if (in.count < kLensBits && in.left >= 8)
+        refill_fast(in);
     while (in.count < kLensBits && pull_byte(in)) {
     }
     int index = (int)(in.bits & (kCodeLenTable - 1));

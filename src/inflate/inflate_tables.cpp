@@ -206,6 +206,13 @@ void mark_overflow(const TableOut& out, bool lengths, unsigned prefixIndex)
     out.put((int)prefixIndex, kind, 0);
 }
 
+// A code of len bits (at most 10) reversed, with the table of five-bit reversals.
+unsigned reverse_code(unsigned code, int len)
+{
+    unsigned r10 = ((unsigned)tablofinv[(int)(code & 31)] << 5) | tablofinv[(int)((code >> 5) & 31)];
+    return r10 >> (kFirstBits - len);
+}
+
 // Symbols with a code (length 1 to 15), in canonical order: by length, then by symbol (a
 // counting sort).
 int canonical_order(const Zeb16u* pLens, int numSymbols, Zeb16u* order)
@@ -241,7 +248,7 @@ void build_table(const Zeb16u* pLens, const Zeb16u* pCount, int numSymbols, cons
         int len = pLens[order[k]];
         codes[k] = next[len]++ & ((1u << len) - 1);
         if (len <= kFirstBits)
-            fill_first_level(out, shape.lengths, order[k], reverse_bits(codes[k], len), len);
+            fill_first_level(out, shape.lengths, order[k], reverse_code(codes[k], len), len);
         else if (firstLong == n)
             firstLong = k;
     }
@@ -253,7 +260,7 @@ void build_table(const Zeb16u* pLens, const Zeb16u* pCount, int numSymbols, cons
         int end = k + 1, m = len;
         while (end < n && (codes[end] >> (pLens[order[end]] - kFirstBits)) == prefix)
             m = pLens[order[end++]];
-        unsigned first = reverse_bits(prefix, kFirstBits);
+        unsigned first = reverse_code(prefix, kFirstBits);
         int size = 1 << (m - kFirstBits);
         int base = (roomUsed + 1) & ~1;
         if (!out.empty((int)first)) { // taken by a shorter code of an over-subscribed set
