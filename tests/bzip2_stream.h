@@ -10,20 +10,8 @@
 
 #include "zebdc.h"
 
-// The transforms and the CRC come from other families: callers check have_transform_and_crc().
-#pragma weak zebsBWTFwd_8u
-#pragma weak zebsBWTFwdGetSize_8u
-#pragma weak zebsBWTInv_8u
-#pragma weak zebsCRC32_BZ2_8u
-
 namespace zebbz2
 {
-
-inline bool have_transform_and_crc()
-{
-    return &zebsBWTFwd_8u != nullptr && &zebsBWTFwdGetSize_8u != nullptr &&
-           &zebsBWTInv_8u != nullptr && &zebsCRC32_BZ2_8u != nullptr;
-}
 
 using Bytes = std::vector<Zeb8u>;
 using Symbols = std::vector<Zeb16u>;
