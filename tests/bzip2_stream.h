@@ -70,7 +70,9 @@ inline Bytes bz2_compress(const Bytes& data, int level, size_t piece,
 {
     StreamWriter w;
     w.put(0x425A68, 24), w.put('0' + level, 8);
-    const int maxBlock = 100000 * level - 19;
+    // Blocks of the level's size, buffers only as large as this input needs (the run-length
+    // stage makes at most 5 bytes of 4).
+    const int maxBlock = (int)std::min<size_t>(100000 * level - 19, data.size() / 4 * 5 + 16);
     Bytes rleMem(264), block(maxBlock), scratch, huffMem;
     auto* rle = (ZebEncodeRLEState_BZ2*)(void*)rleMem.data();
     int size = 0;
