@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <memory>
 #include <vector>
 
 #include "zebdc.h"
@@ -165,13 +166,19 @@ inline bool bz2_decompress(const Bytes& in, Bytes* out, std::vector<Bytes>* last
         code <<= n, bits -= n;
         return v;
     };
-    if (get(24) != 0x425A68 || get(8) - '0' - 1 > 8u)
+    Zeb32u level = get(24) == 0x425A68 ? get(8) - '0' : 0;
+    if (level - 1 > 8u)
         return false;
+    // Buffers for blocks of the level's size, left uninitialised (the stages write before they
+    // read): clearing megabytes per stream would dominate short streams.
+    const int maxBlock = 100000 * (int)level;
     int size = 0;
-    zebsDecodeHuffGetSize_BZ2_8u16u(900000, &size);
-    Bytes huffMem(size), mtf(256), block(900000), scratch(4 * 900000 + 1024);
-    auto* huff = (ZebDecodeHuffState_BZ2*)(void*)huffMem.data();
-    Symbols syms(900002);
+    zebsDecodeHuffGetSize_BZ2_8u16u(900000, &size); // a state in caller memory holds any block
+    std::unique_ptr<Zeb8u[]> huffMem(new Zeb8u[size]), block(new Zeb8u[maxBlock]),
+        scratch(new Zeb8u[4 * (size_t)maxBlock + 1024]);
+    std::unique_ptr<Zeb16u[]> syms(new Zeb16u[maxBlock + 2]);
+    Bytes mtf(256);
+    auto* huff = (ZebDecodeHuffState_BZ2*)(void*)huffMem.get();
     Zeb32u combined = 0;
     for (;;) {
         Zeb32u magic = get(24), magic2 = get(24), crc = get(16) << 16;
@@ -186,25 +193,25 @@ inline bool bz2_decompress(const Bytes& in, Bytes* out, std::vector<Bytes>* last
             if (used >> (15 - i) & 1)
                 for (Zeb32u bits16 = get(16), j = 0; j < 16; ++j)
                     dict += inUse[i * 16 + j] = bits16 >> (15 - j) & 1;
-        int symLen = (int)syms.size();
+        int symLen = maxBlock + 2;
         if (zebsDecodeHuffInit_BZ2_8u16u(dict + 2, huff) != 0 ||
             zebsUnpackHuffContext_BZ2_8u16u(&code, &bits, &src, &left, huff) != 0 ||
-            zebsDecodeHuff_BZ2_8u16u(&code, &bits, &src, &left, syms.data(), &symLen, huff) != 0)
+            zebsDecodeHuff_BZ2_8u16u(&code, &bits, &src, &left, syms.get(), &symLen, huff) != 0)
             return false;
-        Zeb16u* s = syms.data();
-        int n = (int)block.size();
-        if (symLen < 1 || zebsDecodeZ1Z2_BZ2_16u8u(&s, &symLen, block.data(), &n) != 0 ||
+        Zeb16u* s = syms.get();
+        int n = maxBlock;
+        if (symLen < 1 || zebsDecodeZ1Z2_BZ2_16u8u(&s, &symLen, block.get(), &n) != 0 ||
             origPtr >= n)
             return false;
         zebsMTFInit_8u((ZebMTFState_8u*)(void*)mtf.data());
-        zebsMTFInv_8u(block.data(), block.data(), n, (ZebMTFState_8u*)(void*)mtf.data());
+        zebsMTFInv_8u(block.get(), block.get(), n, (ZebMTFState_8u*)(void*)mtf.data());
         if (lastColumns) {
-            zebsExpandDictionary_8u_I(inUse, block.data(), n, dict);
-            lastColumns->emplace_back(block.begin(), block.begin() + n);
+            zebsExpandDictionary_8u_I(inUse, block.get(), n, dict);
+            lastColumns->emplace_back(block.get(), block.get() + n);
             continue;
         }
         Bytes unsorted(n);
-        zebsBWTInv_8u(block.data(), unsorted.data(), n, origPtr, scratch.data());
+        zebsBWTInv_8u(block.get(), unsorted.data(), n, origPtr, scratch.get());
         zebsExpandDictionary_8u_I(inUse, unsorted.data(), n, dict);
         size_t at = out->size();
         out->resize(at + (size_t)n * 52 + 8);
