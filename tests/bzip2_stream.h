@@ -213,15 +213,16 @@ inline bool bz2_decompress(const Bytes& in, Bytes* out, std::vector<Bytes>* last
         Bytes unsorted(n);
         zebsBWTInv_8u(block.get(), unsorted.data(), n, origPtr, scratch.get());
         zebsExpandDictionary_8u_I(inUse, unsorted.data(), n, dict);
-        size_t at = out->size();
-        out->resize(at + (size_t)n * 52 + 8);
+        // Room for the largest expansion (a run of 255 from every 5 bytes): only the pages
+        // written are ever touched.
+        std::unique_ptr<Zeb8u[]> runs(new Zeb8u[(size_t)n * 52 + 8]);
         Zeb8u* r = unsorted.data();
-        int rLen = n, outLen = (int)(out->size() - at);
-        if (zebsDecodeRLE_BZ2_8u(&r, &rLen, &(*out)[at], &outLen) != 0)
+        int rLen = n, outLen = n * 52 + 8;
+        if (zebsDecodeRLE_BZ2_8u(&r, &rLen, runs.get(), &outLen) != 0)
             return false;
-        out->resize(at + outLen);
+        out->insert(out->end(), runs.get(), runs.get() + outLen);
         Zeb32u check = 0;
-        zebsCRC32_BZ2_8u(out->data() + at, outLen, &check);
+        zebsCRC32_BZ2_8u(runs.get(), outLen, &check);
         if (check != crc)
             return false;
         combined = (combined << 1 | combined >> 31) ^ crc;
