@@ -666,6 +666,30 @@ TEST(Inflate, RefusesFarDistancesAndInvalidSymbols)
     d = out.data();
     EXPECT_EQ(zebsDecodeLZ77_8u(&ps, &np, &d, &room, zebLZ77FlushNone, s.get()), zebStsError);
     EXPECT_EQ(room, 41); // the rest of the pending match, then the far pair refused
+
+    // With a large room (the word-copy path): an empty match, a match reaching exactly the
+    // first byte written, one byte further (refused, not consumed), a length beyond the room.
+    State t = new_state();
+    ZebLZ77Pair more[] = {{'x', 0}, {'y', 0}, {0, 2}, {40, 2}, {5, 42}, {3, 48}};
+    ps = more;
+    np = 6;
+    Bytes big(4096, 0xEE);
+    d = big.data();
+    room = (int)big.size();
+    ASSERT_EQ(zebsDecodeLZ77_8u(&ps, &np, &d, &room, zebLZ77FlushNone, t.get()), zebStsError);
+    EXPECT_TRUE(np == 1 && ps == more + 5 && d == big.data() + 47);
+    Bytes want = {'x', 'y'};
+    for (int i = 0; i < 20; ++i)
+        want.insert(want.end(), {'x', 'y'});
+    want.insert(want.end(), {'x', 'y', 'x', 'y', 'x'});
+    EXPECT_TRUE(Bytes(big.begin(), big.begin() + 47) == want);
+    ZebLZ77Pair huge[] = {{0xFFFF, 1}};
+    ps = huge;
+    np = 1;
+    d = big.data();
+    room = (int)big.size();
+    EXPECT_EQ(zebsDecodeLZ77_8u(&ps, &np, &d, &room, zebLZ77FlushNone, t.get()), zebStsDstFull);
+    EXPECT_TRUE(np == 0 && room == 0 && big[4095] == 'x');
 }
 
 // Dynamic headers built by hand: a single distance code, repeats running past the 320 lengths,
