@@ -6,7 +6,7 @@
 // pendingDist). Distances reaching before what this stream wrote plus a preset dictionary are
 // refused with zebStsError, so the history never yields bytes of another stream.
 //
-// While at least 16 source bytes and 276 bytes of room are left, the hot loop decodes without
+// While at least 24 source bytes and 276 bytes of room are left, the hot loop decodes without
 // per-symbol checks of input or room (two literals and a match of 258 bytes, plus what a wide
 // copy may write past it); the loops below it handle the edges of both buffers.
 #include "inflate/inflate_internal.h"
@@ -79,8 +79,9 @@ InflateSymbol hot_loop(const Code& code, InflateInput& in, FullOutput& o, const 
     Zeb8u* const start = o.start;
     Zeb8u* const outLast = o.out + (o.room - kHotRoom);
     InflateSymbol stop{kSymNeedBits, 0, 0};
+    HotEntry e = hot_start(code, h);
     while (h.src <= srcLast && out <= outLast) {
-        InflateSymbol sym = hot_round(code, h, [&out](unsigned v) { *out++ = (Zeb8u)v; });
+        InflateSymbol sym = hot_round(code, h, e, [&out](unsigned v) { *out++ = (Zeb8u)v; });
         if (sym.kind == kSymNeedBits)
             continue;
         if (sym.kind == kSymMatch && sym.dist <= (int)(out - start) + valid) {

@@ -358,7 +358,7 @@ inline InflateSymbol decode_symbol(const Code& code, uint64_t& bits, int& count)
 }
 
 enum {
-    kHotMargin = 16,     // source bytes a round of a hot loop may read (two 8-byte refills)
+    kHotMargin = 24,     // source bytes a round of a hot loop may read (three 8-byte refills)
     kMaxSymbolBits = 48, // the longest symbol: 15 + 5 + 15 + 13 bits
 };
 
@@ -383,29 +383,40 @@ struct HotBits {
     }
 };
 
-// One round of a hot loop, on at least kHotMargin source bytes: a refill, then up to three
-// literals (each of at most 15 bits, handed to put), or fewer literals and one other symbol,
-// returned with its bits consumed (a match after a second refill when fewer than 48 bits are
-// left). kSymNeedBits when the round ends on a literal. A kind of at most 10 is a literal whole
-// in the first level: its kind is also the count of bits to drop.
+// The literal/length table entry of the next symbol, looked up ahead (see hot_round).
+struct HotEntry {
+    unsigned kind;
+    unsigned value;
+};
+
+// One round of a hot loop, on at least kHotMargin source bytes, with e the first-level entry of
+// the next symbol looked up on at least 10 bits held: a refill, then up to three literals
+// (handed to put), or fewer literals and one other symbol, returned with its bits consumed (a
+// match after a second refill when fewer than 48 bits are left). kSymNeedBits when the round
+// ends on a literal. Before a literal or a match returns, e is looked up for the next symbol
+// (after a third refill when fewer than 10 bits are left), so that the look-up overlaps the
+// copy and the next refill. A kind of at most 10 is a literal whole in the first level: its
+// kind is also the count of bits to drop.
 template <class Code, class Put>
-inline InflateSymbol hot_round(const Code& code, HotBits& h, Put put)
+inline InflateSymbol hot_round(const Code& code, HotBits& h, HotEntry& e, Put put)
 {
     h.refill();
-    unsigned kind, value;
+    unsigned kind = e.kind, value = e.value;
     int need;
-    code.first(h.bits, kind, value);
     for (int literals = 0; kind <= kFirstBits;) {
         put(value);
         h.drop((int)kind);
-        if (++literals == 3)
-            return InflateSymbol{kSymNeedBits, 0, 0};
         code.first(h.bits, kind, value);
+        if (++literals == 3) {
+            e = HotEntry{kind, value};
+            return InflateSymbol{kSymNeedBits, 0, 0};
+        }
     }
     code.second(h.bits, kind, value);
     if ((kind & 0xF0) == 0) { // a literal of more than 10 bits
         put(value);
         h.drop((int)(kind & kKindBits));
+        code.first(h.bits, e.kind, e.value);
         return InflateSymbol{kSymNeedBits, 0, 0};
     }
     if (!(kind & kKindLength)) { // end of block or an invalid symbol
@@ -425,7 +436,20 @@ inline InflateSymbol hot_round(const Code& code, HotBits& h, Put put)
         return InflateSymbol{kSymBadDist, 0, 0};
     int dist = (int)value + (int)((Zeb32u)h.bits & ((1u << extra) - 1));
     h.drop(extra);
+    if (h.count < kFirstBits)
+        h.refill();
+    code.first(h.bits, e.kind, e.value);
     return InflateSymbol{dist == 0 ? kSymBadDist : kSymMatch, length, dist};
+}
+
+// The hot loop's first refill and look-up.
+template <class Code>
+inline HotEntry hot_start(const Code& code, HotBits& h)
+{
+    h.refill();
+    HotEntry e;
+    code.first(h.bits, e.kind, e.value);
+    return e;
 }
 
 inline HotBits hot_bits(const InflateInput& in) { return HotBits{in.src, in.bits, in.count}; }

@@ -50,9 +50,10 @@ InflateSymbol hot_loop(const Code& code, InflateInput& in, ZebLZ77Pair*& dst, in
     ZebLZ77Pair* out = dst;
     ZebLZ77Pair* const outLast = dst + (room - 3);
     InflateSymbol stop{kSymNeedBits, 0, 0};
+    HotEntry e = hot_start(code, h);
     while (h.src <= srcLast && out <= outLast) {
         InflateSymbol sym =
-            hot_round(code, h, [&out](unsigned v) { *out++ = ZebLZ77Pair{(Zeb16u)v, 0}; });
+            hot_round(code, h, e, [&out](unsigned v) { *out++ = ZebLZ77Pair{(Zeb16u)v, 0}; });
         if (sym.kind == kSymMatch) {
             *out++ = ZebLZ77Pair{(Zeb16u)sym.value, (Zeb16u)sym.dist};
         } else if (sym.kind != kSymNeedBits) {
