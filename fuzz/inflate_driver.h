@@ -150,7 +150,8 @@ inline Result two_stage(const Zeb8u* data, size_t size, size_t srcChunk, size_t 
             check(st2);
             r.out.insert(r.out.end(), dst.data(), d);
         } while (st2 == zebStsDstFull && np > 0 && r.out.size() < maxOut);
-        if (st == zebStsStreamEnd && st2 >= 0 && !r.out.empty()) {
+        bool drained = np == 0; // else the output cap stopped the pairs stage
+        if (st == zebStsStreamEnd && st2 >= 0 && drained && !r.out.empty()) {
             ZebLZ77Pair finish = {0, 1}; // an empty match lets a match cut by the room finish
             do {
                 std::vector<Zeb8u> dst(dstChunk);
@@ -164,7 +165,7 @@ inline Result two_stage(const Zeb8u* data, size_t size, size_t srcChunk, size_t 
             } while (st2 == zebStsDstFull && r.out.size() < maxOut);
         }
         // Pairs or a match left over (the output cap) leave the stream unfinished.
-        r.status = st2 < 0 ? st2 : st2 == zebStsDstFull ? zebStsDstFull : st;
+        r.status = st2 < 0 ? st2 : !drained || st2 == zebStsDstFull ? zebStsDstFull : st;
         inBlock = st != zebStsOk;
         if (stop(r.status, src, r.out.size(), maxOut))
             break;
