@@ -52,7 +52,7 @@ static_assert(kSlicing.t[0][1] == 0x77073096u, "reflected CRC-32 byte table");
 namespace {
 
 // Keeps a partial XOR as it is. GCC's generic tuning rewrites a tree of XORs into one serial
-// chain; the loop-carried path of the 8-byte step must stay a table load and two XORs.
+// chain; the loop-carried path of the 8-byte step must stay a table load and three XORs.
 inline Zeb32u keep_partial(Zeb32u value)
 {
     __asm__("" : "+r"(value));
