@@ -62,9 +62,8 @@ ZebStatus emit_symbol(ZebLZ77DecoderState* s, const InflateSymbol& sym, InflateI
             return st;
         return o.room > 0 ? kGoOn : zebStsDstFull;
     }
-    if (sym.kind == kSymEnd)
-        return end_block(s, in);
-    return zebStsBadSize;
+    ZEB_CHECK(sym.kind == kSymEnd, zebStsBadSize); // an invalid symbol or distance code
+    return end_block(s, in);
 }
 
 // The hot loop: decodes while the margins hold and returns the first symbol it does not handle

@@ -95,10 +95,9 @@ ZebStatus decode_to_pairs(ZebLZ77DecoderState* s, const Code& code, InflateInput
             *dst++ = ZebLZ77Pair{(Zeb16u)sym.value, 0};
         } else if (sym.kind == kSymMatch) {
             *dst++ = ZebLZ77Pair{(Zeb16u)sym.value, (Zeb16u)sym.dist};
-        } else if (sym.kind == kSymEnd) {
-            return end_block(s, in);
         } else {
-            return zebStsBadSize;
+            ZEB_CHECK(sym.kind == kSymEnd, zebStsBadSize); // an invalid symbol or distance code
+            return end_block(s, in);
         }
         if (--room == 0)
             return zebStsDstFull;
