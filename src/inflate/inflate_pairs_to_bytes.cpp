@@ -51,6 +51,8 @@ ZebStatus emit_match(ZebLZ77DecoderState* s, PairsOutput& o, int dist, int len)
 // a match past the room, or an offset to refuse.
 void pairs_fast(const ZebLZ77DecoderState* s, ZebLZ77Pair*& src, int& left, PairsOutput& o)
 {
+    if (o.room < kWideSlack)
+        return;
     ZebLZ77Pair* p = src;
     ZebLZ77Pair* const end = src + left;
     Zeb8u* out = o.out;
