@@ -285,10 +285,10 @@ TEST(Inflate, ZlibStrategiesWindowsMemLevelsAndFlushes)
         o.strategy = strategy;
         expect_both_ways(zlib_deflate(data, o), data, 1 << 20, 1 << 20, {}, "strategy");
     }
-    for (int wb = 9; wb <= 15; ++wb) {
+    for (int i = 0; i < 9; ++i) { // every windowBits 9..15 and every memLevel 1..9
         ZlibOptions o;
-        o.windowBits = -wb;
-        o.memLevel = 1 + (wb - 9) * 8 / 6;
+        o.windowBits = -(9 + i * 6 / 8);
+        o.memLevel = 1 + i;
         expect_both_ways(zlib_deflate(data, o), data, 1 << 20, 1 << 20, {}, "window");
     }
     for (int flush : {Z_SYNC_FLUSH, Z_FULL_FLUSH, Z_PARTIAL_FLUSH, Z_BLOCK}) {
