@@ -66,9 +66,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     zebsMTFInit_8u((ZebMTFState_8u*)(void*)mtf.data());
     zebsMTFInv_8u(block.data(), block.data(), n, (ZebMTFState_8u*)(void*)mtf.data());
     zebbz2::Bytes unsorted(block.begin(), block.begin() + n), scratch(4 * (size_t)n + 1024);
-    if (zebbz2::have_transform_and_crc())
-        require(zebsBWTInv_8u(block.data(), unsorted.data(), n, originSeed % n, scratch.data()) ==
-                zebStsOk);
+    require(zebsBWTInv_8u(block.data(), unsorted.data(), n, originSeed % n, scratch.data()) ==
+            zebStsOk);
     Zeb8u inUse[256];
     for (int v = 0; v < 256; ++v)
         inUse[v] = (Zeb8u)(data[4 + v % (size - 4)] & 1);

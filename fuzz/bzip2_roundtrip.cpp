@@ -7,7 +7,7 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
-    if (size < 2 || !zebbz2::have_transform_and_crc())
+    if (size < 2)
         return 0;
     const size_t piece = 1 + data[0] * 7;
     const int level = 1 + data[1] % 9;

@@ -6,24 +6,13 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <memory>
 #include <vector>
 
 #include "zebdc.h"
 
-// The transforms and the CRC come from other families: callers check have_transform_and_crc().
-#pragma weak zebsBWTFwd_8u
-#pragma weak zebsBWTFwdGetSize_8u
-#pragma weak zebsBWTInv_8u
-#pragma weak zebsCRC32_BZ2_8u
-
 namespace zebbz2
 {
-
-inline bool have_transform_and_crc()
-{
-    return &zebsBWTFwd_8u != nullptr && &zebsBWTFwdGetSize_8u != nullptr &&
-           &zebsBWTInv_8u != nullptr && &zebsCRC32_BZ2_8u != nullptr;
-}
 
 using Bytes = std::vector<Zeb8u>;
 using Symbols = std::vector<Zeb16u>;
@@ -82,7 +71,9 @@ inline Bytes bz2_compress(const Bytes& data, int level, size_t piece,
 {
     StreamWriter w;
     w.put(0x425A68, 24), w.put('0' + level, 8);
-    const int maxBlock = 100000 * level - 19;
+    // Blocks of the level's size, buffers only as large as this input needs (the run-length
+    // stage makes at most 5 bytes of 4).
+    const int maxBlock = (int)std::min<size_t>(100000 * level - 19, data.size() / 4 * 5 + 16);
     Bytes rleMem(264), block(maxBlock), scratch, huffMem;
     auto* rle = (ZebEncodeRLEState_BZ2*)(void*)rleMem.data();
     int size = 0;
@@ -175,13 +166,19 @@ inline bool bz2_decompress(const Bytes& in, Bytes* out, std::vector<Bytes>* last
         code <<= n, bits -= n;
         return v;
     };
-    if (get(24) != 0x425A68 || get(8) - '0' - 1 > 8u)
+    Zeb32u level = get(24) == 0x425A68 ? get(8) - '0' : 0;
+    if (level - 1 > 8u)
         return false;
+    // Buffers for blocks of the level's size, left uninitialised (the stages write before they
+    // read): clearing megabytes per stream would dominate short streams.
+    const int maxBlock = 100000 * (int)level;
     int size = 0;
-    zebsDecodeHuffGetSize_BZ2_8u16u(900000, &size);
-    Bytes huffMem(size), mtf(256), block(900000), scratch(4 * 900000 + 1024);
-    auto* huff = (ZebDecodeHuffState_BZ2*)(void*)huffMem.data();
-    Symbols syms(900002);
+    zebsDecodeHuffGetSize_BZ2_8u16u(900000, &size); // a state in caller memory holds any block
+    std::unique_ptr<Zeb8u[]> huffMem(new Zeb8u[size]), block(new Zeb8u[maxBlock]),
+        scratch(new Zeb8u[4 * (size_t)maxBlock + 1024]);
+    std::unique_ptr<Zeb16u[]> syms(new Zeb16u[maxBlock + 2]);
+    Bytes mtf(256);
+    auto* huff = (ZebDecodeHuffState_BZ2*)(void*)huffMem.get();
     Zeb32u combined = 0;
     for (;;) {
         Zeb32u magic = get(24), magic2 = get(24), crc = get(16) << 16;
@@ -196,35 +193,36 @@ inline bool bz2_decompress(const Bytes& in, Bytes* out, std::vector<Bytes>* last
             if (used >> (15 - i) & 1)
                 for (Zeb32u bits16 = get(16), j = 0; j < 16; ++j)
                     dict += inUse[i * 16 + j] = bits16 >> (15 - j) & 1;
-        int symLen = (int)syms.size();
+        int symLen = maxBlock + 2;
         if (zebsDecodeHuffInit_BZ2_8u16u(dict + 2, huff) != 0 ||
             zebsUnpackHuffContext_BZ2_8u16u(&code, &bits, &src, &left, huff) != 0 ||
-            zebsDecodeHuff_BZ2_8u16u(&code, &bits, &src, &left, syms.data(), &symLen, huff) != 0)
+            zebsDecodeHuff_BZ2_8u16u(&code, &bits, &src, &left, syms.get(), &symLen, huff) != 0)
             return false;
-        Zeb16u* s = syms.data();
-        int n = (int)block.size();
-        if (symLen < 1 || zebsDecodeZ1Z2_BZ2_16u8u(&s, &symLen, block.data(), &n) != 0 ||
+        Zeb16u* s = syms.get();
+        int n = maxBlock;
+        if (symLen < 1 || zebsDecodeZ1Z2_BZ2_16u8u(&s, &symLen, block.get(), &n) != 0 ||
             origPtr >= n)
             return false;
         zebsMTFInit_8u((ZebMTFState_8u*)(void*)mtf.data());
-        zebsMTFInv_8u(block.data(), block.data(), n, (ZebMTFState_8u*)(void*)mtf.data());
+        zebsMTFInv_8u(block.get(), block.get(), n, (ZebMTFState_8u*)(void*)mtf.data());
         if (lastColumns) {
-            zebsExpandDictionary_8u_I(inUse, block.data(), n, dict);
-            lastColumns->emplace_back(block.begin(), block.begin() + n);
+            zebsExpandDictionary_8u_I(inUse, block.get(), n, dict);
+            lastColumns->emplace_back(block.get(), block.get() + n);
             continue;
         }
         Bytes unsorted(n);
-        zebsBWTInv_8u(block.data(), unsorted.data(), n, origPtr, scratch.data());
+        zebsBWTInv_8u(block.get(), unsorted.data(), n, origPtr, scratch.get());
         zebsExpandDictionary_8u_I(inUse, unsorted.data(), n, dict);
-        size_t at = out->size();
-        out->resize(at + (size_t)n * 52 + 8);
+        // Room for the largest expansion (a run of 255 from every 5 bytes): only the pages
+        // written are ever touched.
+        std::unique_ptr<Zeb8u[]> runs(new Zeb8u[(size_t)n * 52 + 8]);
         Zeb8u* r = unsorted.data();
-        int rLen = n, outLen = (int)(out->size() - at);
-        if (zebsDecodeRLE_BZ2_8u(&r, &rLen, &(*out)[at], &outLen) != 0)
+        int rLen = n, outLen = n * 52 + 8;
+        if (zebsDecodeRLE_BZ2_8u(&r, &rLen, runs.get(), &outLen) != 0)
             return false;
-        out->resize(at + outLen);
+        out->insert(out->end(), runs.get(), runs.get() + outLen);
         Zeb32u check = 0;
-        zebsCRC32_BZ2_8u(out->data() + at, outLen, &check);
+        zebsCRC32_BZ2_8u(runs.get(), outLen, &check);
         if (check != crc)
             return false;
         combined = (combined << 1 | combined >> 31) ^ crc;

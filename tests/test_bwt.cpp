@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <numeric>
+#include <string>
 #include <vector>
 
 #include "test_support.h"
@@ -56,6 +57,19 @@ Transform small_fwd(const Bytes& s)
     t.out.resize(s.size());
     EXPECT_EQ(zebsBWTFwd_SmallBlock_8u(s.data(), t.out.data(), (int)s.size(), &t.index,
                                        scratch.data() + 1), // unaligned on purpose
+              zebStsOk);
+    return t;
+}
+
+// The general transform in a scratch of exactly the reported size, at an odd address.
+Transform general_fwd(const Bytes& s)
+{
+    int size = 0;
+    EXPECT_EQ(zebsBWTFwdGetSize_8u((int)s.size(), &size), zebStsOk);
+    Bytes scratch(size + 5);
+    Transform t;
+    t.out.resize(s.size());
+    EXPECT_EQ(zebsBWTFwd_8u(s.data(), t.out.data(), (int)s.size(), &t.index, scratch.data() + 5),
               zebStsOk);
     return t;
 }
@@ -164,6 +178,160 @@ TEST(BWT, SmallBlockArgumentChecks)
     EXPECT_EQ(zebsBWTInvGetSize_8u(0, &size), zebStsOk);
     EXPECT_EQ(size, 1024);
     EXPECT_EQ(zebsBWTInvGetSize_8u(0, nullptr), zebStsNullPtr);
+}
+
+Bytes fibonacci_word(size_t len)
+{
+    std::string a = "a", b = "ab";
+    while (b.size() < len) {
+        std::string c = b + a;
+        a = b;
+        b = c;
+    }
+    return Bytes(b.begin(), b.begin() + (long)len);
+}
+
+bool rotations_distinct(const Bytes& s)
+{
+    for (size_t p = 1; p < s.size(); ++p)
+        if (s.size() % p == 0 && std::equal(s.begin() + (long)p, s.end(), s.begin()))
+            return false;
+    return true;
+}
+
+TEST(BWT, GeneralHandExamples)
+{
+    Transform t = general_fwd({'b', 'a', 'n', 'a', 'n', 'a'});
+    EXPECT_EQ(t.out, (Bytes{'n', 'n', 'b', 'a', 'a', 'a'}));
+    EXPECT_EQ(t.index, 3);
+    t = general_fwd({'x'});
+    EXPECT_EQ(t.out, Bytes{'x'});
+    EXPECT_EQ(t.index, 0);
+    t = general_fwd({'b', 'a'});
+    EXPECT_EQ(t.out, (Bytes{'b', 'a'}));
+    EXPECT_EQ(t.index, 1);
+    Bytes same(100000, 0xC3);
+    t = general_fwd(same);
+    EXPECT_EQ(t.out, same);
+    EXPECT_EQ(t.index, 0);
+}
+
+// Random blocks of every length 1..300 and selected longer ones: the output equals the naive
+// sort's and the index too when the rotations are distinct; the inverse restores the block.
+// Binary blocks of 200000 bytes fill one bucket with far more than 16384 rotations of each kind,
+// so the merge takes its large path.
+TEST(BWT, GeneralMatchesNaiveSort)
+{
+    std::vector<size_t> lengths;
+    for (size_t len = 1; len <= 300; len += kScale)
+        lengths.push_back(len);
+    for (size_t len : {1000, 4096, 65536, 200000})
+        lengths.push_back(len / kScale);
+    for (unsigned alphabet : {1u, 2u, 4u, 256u}) {
+        for (size_t len : lengths) {
+            if (alphabet == 1 && len > 300) // the naive sort is quadratic there
+                continue;
+            Bytes s = zebtest::random_bytes(len, alphabet, 7 * alphabet + (uint32_t)len);
+            Transform want = naive_bwt(s), got = general_fwd(s);
+            ASSERT_EQ(got.out, want.out) << "alphabet " << alphabet << " len " << len;
+            if (rotations_distinct(s)) {
+                ASSERT_EQ(got.index, want.index) << "alphabet " << alphabet << " len " << len;
+            }
+            ASSERT_EQ(inverse(got, false), s) << "alphabet " << alphabet << " len " << len;
+        }
+    }
+}
+
+// Blocks that make a byte-by-byte sort deepen without end: periodic ones (transformed through
+// one period), Fibonacci words, two equal halves and halves that differ in one byte.
+TEST(BWT, GeneralRepetitiveBlocks)
+{
+    for (const char* unit : {"ab", "abc", "abaab", "ba", "z"}) {
+        Bytes small = periodic(unit, 2000);
+        Transform t = general_fwd(small);
+        EXPECT_EQ(t.out, naive_bwt(small).out) << unit;
+        EXPECT_EQ(inverse(t, false), small) << unit;
+        Bytes big = periodic(unit, 900000 / kScale);
+        EXPECT_EQ(inverse(general_fwd(big), false), big) << unit;
+    }
+    Bytes fib = fibonacci_word(5000);
+    Transform t = general_fwd(fib);
+    EXPECT_EQ(t.out, naive_bwt(fib).out);
+    EXPECT_EQ(t.index, naive_bwt(fib).index);
+    fib = fibonacci_word(900000 / kScale);
+    EXPECT_EQ(inverse(general_fwd(fib), false), fib);
+    Bytes half = zebtest::random_bytes(450000 / kScale, 256, 3);
+    Bytes halves = half;
+    halves.insert(halves.end(), half.begin(), half.end());
+    EXPECT_EQ(inverse(general_fwd(halves), false), halves);
+    halves.back() ^= 1;
+    EXPECT_EQ(inverse(general_fwd(halves), false), halves);
+    Bytes runs;
+    for (int r = 1; runs.size() < 300000 / kScale; ++r)
+        runs.insert(runs.end(), (size_t)(r % 700 + 1), (Zeb8u)(r % 3));
+    EXPECT_EQ(inverse(general_fwd(runs), false), runs);
+}
+
+// The general and the small-block transforms agree on blocks with distinct rotations.
+TEST(BWT, GeneralEqualsSmallBlock)
+{
+    std::vector<Bytes> blocks;
+    for (unsigned alphabet : {3u, 256u})
+        for (size_t len : {2, 17, 1000, 32768})
+            blocks.push_back(zebtest::random_bytes(len, alphabet, (uint32_t)len));
+    for (const std::string& path : zebtest::corpus_files()) {
+        Bytes file = zebtest::read_file(path);
+        blocks.emplace_back(file.begin(), file.begin() + (long)std::min<size_t>(file.size(), 32768));
+    }
+    for (const Bytes& s : blocks) {
+        if (!rotations_distinct(s))
+            continue;
+        Transform a = general_fwd(s), b = small_fwd(s);
+        EXPECT_EQ(a.out, b.out) << s.size();
+        EXPECT_EQ(a.index, b.index) << s.size();
+    }
+}
+
+// Corpus files cut into 900000-byte blocks: the inverse restores every block.
+TEST(BWT, GeneralCorpusRoundTrip)
+{
+    std::vector<std::string> files = zebtest::corpus_files();
+    if (files.empty())
+        GTEST_SKIP() << "corpus not present";
+    Bytes all;
+    for (const std::string& path : files) {
+        Bytes file = zebtest::read_file(path);
+        all.insert(all.end(), file.begin(), file.end());
+    }
+    size_t block = 900000 / kScale;
+    for (size_t at = 0; at < all.size(); at += block) {
+        Bytes s(all.begin() + (long)at, all.begin() + (long)std::min(all.size(), at + block));
+        EXPECT_EQ(inverse(general_fwd(s), false), s) << at;
+    }
+}
+
+TEST(BWT, GeneralArgumentChecks)
+{
+    int size = -1;
+    EXPECT_EQ(zebsBWTFwdGetSize_8u(10, nullptr), zebStsNullPtr);
+    EXPECT_EQ(zebsBWTFwdGetSize_8u(0, &size), zebStsBadSize);
+    EXPECT_EQ(size, -1);
+    EXPECT_EQ(zebsBWTFwdGetSize_8u(1, &size), zebStsOk);
+    EXPECT_EQ(size, 6 + 70145);
+    EXPECT_EQ(zebsBWTFwdGetSize_8u(900000, &size), zebStsOk);
+    EXPECT_EQ(size, 6 * 900000 + 70145);
+    EXPECT_EQ(zebsBWTFwdGetSize_8u(0x7FFFFFFF, &size), zebStsBadSize); // size beyond an int
+    Bytes src(8, 1), dst(8, 0xEE), scratch(6 * 8 + 70145);
+    int index = -5;
+    Zeb8u* b = scratch.data();
+    EXPECT_EQ(zebsBWTFwd_8u(nullptr, dst.data(), 8, &index, b), zebStsNullPtr);
+    EXPECT_EQ(zebsBWTFwd_8u(src.data(), nullptr, 8, &index, b), zebStsNullPtr);
+    EXPECT_EQ(zebsBWTFwd_8u(src.data(), dst.data(), 8, nullptr, b), zebStsNullPtr);
+    EXPECT_EQ(zebsBWTFwd_8u(src.data(), dst.data(), 8, &index, nullptr), zebStsNullPtr);
+    EXPECT_EQ(zebsBWTFwd_8u(nullptr, dst.data(), 0, &index, b), zebStsNullPtr);
+    EXPECT_EQ(zebsBWTFwd_8u(src.data(), dst.data(), 0, &index, b), zebStsBadSize);
+    EXPECT_EQ(index, -5);
+    EXPECT_EQ(dst[0], 0xEE);
 }
 
 } // namespace

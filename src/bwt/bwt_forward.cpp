@@ -1,0 +1,579 @@
+// Burrows-Wheeler forward transform of a block of any length (bzip2 convention: the byte before
+// each cyclic rotation in sorted order, and the row of rotation 0).
+//
+// Scratch (6 * len + 70145 bytes), from the first 32-byte boundary: the type-A, type-B* and
+// type-B count arrays (256 words each), the saved bucket ends, the radix sort stack (40 ranges),
+// a merge area of 16384 entries, the rotation array (len words), then the block twice in a row
+// followed by its first byte, so that reading up to len + 1 bytes past any start never wraps.
+//
+// Types, cyclically: rotation i is A when s[i] > s[i + 1], or s[i] == s[i + 1] and i + 1 is A;
+// B otherwise; B* when it is B and i + 1 is A. Only the B* rotations are sorted by comparison:
+//  1. the B* substrings (from a B* start through the byte after the next B* start) by a
+//     three-way radix quicksort, which costs at most their total length, about 2 * len;
+//  2. equal substrings by prefix doubling on the ranks of the cyclic sequence of substrings
+//     (Larsson-Sadakane), O(m log m) for m substrings whatever the block;
+//  3. the other B rotations are induced right to left from the B* ones and merged with them per
+//     bucket by their second byte; the A rotations are induced left to right from all B ones.
+// A periodic block is transformed through one period, and each output byte repeated.
+#include "core/zeb_common.h"
+
+#include <algorithm>
+
+namespace
+{
+
+enum {
+    kAlphabet = 256,
+    kStackRanges = 40,
+    kMergeEntries = 16384,
+    kFixedBytes = 4 * kAlphabet * 4 + 3 * kStackRanges * 4 + kMergeEntries * 4, // 70112
+    kInsertionRange = 12,
+};
+
+struct Range {
+    Zeb32s lo, hi, depth; // inclusive bounds
+};
+
+struct Scratch {
+    Zeb32s* countA;     // A rotations per first byte, then the end of each A area
+    Zeb32s* countBStar; // B* rotations per first byte
+    Zeb32s* countB;     // other B rotations per first byte, then the end of each bucket
+    Zeb32s* next;       // insertion pointers per byte
+    Range* stack;
+    Zeb32s* merge;
+    Zeb32s* sa;
+    Zeb8u* text;
+
+    Scratch(Zeb8u* buffer, int len)
+    {
+        Zeb8u* base = buffer + ((32 - (uintptr_t)buffer % 32) % 32);
+        countA = (Zeb32s*)(void*)base;
+        countBStar = countA + kAlphabet;
+        countB = countBStar + kAlphabet;
+        next = countB + kAlphabet;
+        stack = (Range*)(void*)(next + kAlphabet);
+        merge = (Zeb32s*)(void*)(stack + kStackRanges);
+        sa = merge + kMergeEntries;
+        text = (Zeb8u*)(void*)(sa + len);
+    }
+};
+
+// ---------------------------------------------------------------------------------------------
+// Classification
+
+// Type of rotation 0: decided by the first pair of unequal neighbours from position 0.
+bool first_is_a(const Zeb8u* t, int len)
+{
+    int k = 0;
+    while (k < len && t[k] == t[k + 1])
+        ++k;
+    return t[k] > t[k + 1];
+}
+
+// Counts the rotations of each type per first byte and stores the B* starts in increasing order
+// at the top of the rotation array. Returns the number of B* rotations.
+int classify(const Scratch& s, int len)
+{
+    const Zeb8u* t = s.text;
+    memset(s.countA, 0, 3 * kAlphabet * sizeof(Zeb32s));
+    bool nextA = first_is_a(t, len);
+    int stars = 0;
+    for (int i = len - 1; i >= 0; --i) {
+        int c = t[i], d = t[i + 1];
+        bool isA = c > d || (c == d && nextA);
+        if (isA)
+            ++s.countA[c];
+        else if (nextA) {
+            ++s.countBStar[c];
+            s.sa[len - 1 - stars++] = i;
+        } else
+            ++s.countB[c];
+        nextA = isA;
+    }
+    return stars;
+}
+
+// Visits the B* starts in decreasing order.
+template <class Visit> void for_each_star_backward(const Zeb8u* t, int len, Visit visit)
+{
+    bool nextA = first_is_a(t, len);
+    for (int i = len - 1; i >= 0; --i) {
+        int c = t[i], d = t[i + 1];
+        bool isA = c > d || (c == d && nextA);
+        if (!isA && nextA)
+            visit(i);
+        nextA = isA;
+    }
+}
+
+// ---------------------------------------------------------------------------------------------
+// Step 1: radix quicksort of the B* substrings. Entries are indices k into the B* starts pos[];
+// substring k runs from pos[k] through the byte after the next start; past its end the key is
+// -1, so a substring that is a prefix of another sorts first, as the suffixes behind them do.
+
+struct StarSubstrings {
+    const Zeb8u* t;
+    const Zeb32s* pos;
+    int stars, len;
+
+    int end(int k) const { return (k + 1 < stars ? pos[k + 1] : pos[0] + len) + 2; }
+    int key(int k, int depth) const
+    {
+        int at = pos[k] + depth;
+        return at < end(k) ? t[at] : -1;
+    }
+    // <0, 0 or >0 as substring a sorts before, equal to or after substring b (first depth bytes
+    // known equal).
+    int compare(int a, int b, int depth) const
+    {
+        for (;; ++depth) {
+            int x = key(a, depth), y = key(b, depth);
+            if (x != y)
+                return x - y;
+            if (x < 0)
+                return 0;
+        }
+    }
+};
+
+// An entry equal to the one after it is stored complemented (negative); the last of a group
+// of equal substrings stays as it is.
+void mark_equal_group(Zeb32s* sa, int lo, int hi)
+{
+    for (int i = lo; i < hi; ++i)
+        sa[i] = ~sa[i];
+}
+
+void insertion_sort(Zeb32s* sa, const StarSubstrings& ss, Range r)
+{
+    for (int i = r.lo + 1; i <= r.hi; ++i) {
+        Zeb32s v = sa[i];
+        int j = i;
+        for (; j > r.lo && ss.compare(sa[j - 1], v, r.depth) > 0; --j)
+            sa[j] = sa[j - 1];
+        sa[j] = v;
+    }
+    for (int i = r.lo; i < r.hi; ++i)
+        if (ss.compare(sa[i], sa[i + 1], r.depth) == 0)
+            sa[i] = ~sa[i];
+}
+
+int median_key(const Zeb32s* sa, const StarSubstrings& ss, Range r)
+{
+    int a = ss.key(sa[r.lo], r.depth);
+    int b = ss.key(sa[(r.lo + r.hi) >> 1], r.depth);
+    int c = ss.key(sa[r.hi], r.depth);
+    if (a > b)
+        std::swap(a, b);
+    return c < a ? a : (c > b ? b : c);
+}
+
+// Bentley-McIlroy three-way partition by the key at r.depth; returns the equal part.
+Range partition(Zeb32s* sa, const StarSubstrings& ss, Range r)
+{
+    int pivot = median_key(sa, ss, r);
+    int a = r.lo, b = r.lo, c = r.hi, e = r.hi;
+    for (;;) {
+        int k;
+        for (; b <= c && (k = ss.key(sa[b], r.depth)) <= pivot; ++b)
+            if (k == pivot)
+                std::swap(sa[a++], sa[b]);
+        for (; b <= c && (k = ss.key(sa[c], r.depth)) >= pivot; --c)
+            if (k == pivot)
+                std::swap(sa[c], sa[e--]);
+        if (b > c)
+            break;
+        std::swap(sa[b++], sa[c--]);
+    }
+    int n = std::min(a - r.lo, b - a);
+    std::swap_ranges(sa + r.lo, sa + r.lo + n, sa + b - n);
+    int m = std::min(e - c, r.hi - e);
+    std::swap_ranges(sa + b, sa + b + m, sa + r.hi + 1 - m);
+    Range eq{r.lo + (b - a), r.hi - (e - c), pivot < 0 ? -1 : r.depth + 1};
+    return eq;
+}
+
+void sort_star_substrings(Zeb32s* sa, Range* stack, const StarSubstrings& ss, Range whole)
+{
+    int top = 0;
+    stack[top++] = whole;
+    while (top > 0) {
+        Range r = stack[--top];
+        for (;;) {
+            if (r.hi - r.lo < kInsertionRange || top + 2 > kStackRanges) {
+                insertion_sort(sa, ss, r);
+                break;
+            }
+            Range eq = partition(sa, ss, r);
+            Range parts[3] = {{r.lo, eq.lo - 1, r.depth}, eq, {eq.hi + 1, r.hi, r.depth}};
+            if (eq.depth < 0) { // every substring ended: all equal
+                mark_equal_group(sa, eq.lo, eq.hi);
+                parts[1].hi = parts[1].lo - 1;
+            }
+            // Go on with the smallest part with two entries or more and stack the others, so
+            // that the stack holds at most two ranges per third of the size.
+            std::sort(parts, parts + 3,
+                      [](const Range& x, const Range& y) { return x.hi - x.lo < y.hi - y.lo; });
+            for (int i = 2; i >= 1; --i)
+                if (parts[i].hi > parts[i].lo)
+                    stack[top++] = parts[i];
+            if (parts[0].hi <= parts[0].lo)
+                break;
+            r = parts[0];
+        }
+    }
+}
+
+// ---------------------------------------------------------------------------------------------
+// Step 2: prefix doubling (Larsson-Sadakane) on the cyclic sequence of substring ranks. group[]
+// holds the entries in sorted order (a negative run length stands for sorted singletons), rank[]
+// the number of each entry's group: the index of the group's last entry.
+
+struct Doubling {
+    Zeb32s* group;
+    Zeb32s* rank;
+    int n, h;
+
+    int key(Zeb32s k) const
+    {
+        int at = k + h;
+        return rank[at >= n ? at - n : at];
+    }
+
+    void insertion_sort(int lo, int hi) const
+    {
+        for (int i = lo + 1; i <= hi; ++i) {
+            Zeb32s v = group[i];
+            int kv = key(v), j = i;
+            for (; j > lo && key(group[j - 1]) > kv; --j)
+                group[j] = group[j - 1];
+            group[j] = v;
+        }
+    }
+
+    // Sorts group[lo..hi] by key. No rank changes meanwhile, so every key stays what it was
+    // when the pass reached the group (ranks changed while splitting would mix refined and
+    // stale group numbers).
+    void sort_by_key(int lo, int hi) const
+    {
+        while (hi - lo >= kInsertionRange) {
+            int a0 = key(group[lo]), b0 = key(group[(lo + hi) >> 1]), c0 = key(group[hi]);
+            if (a0 > b0)
+                std::swap(a0, b0);
+            int v = c0 < a0 ? a0 : (c0 > b0 ? b0 : c0);
+            int a = lo, b = lo, c = hi, e = hi;
+            for (;;) {
+                int k;
+                for (; b <= c && (k = key(group[b])) <= v; ++b)
+                    if (k == v)
+                        std::swap(group[a++], group[b]);
+                for (; b <= c && (k = key(group[c])) >= v; --c)
+                    if (k == v)
+                        std::swap(group[c], group[e--]);
+                if (b > c)
+                    break;
+                std::swap(group[b++], group[c--]);
+            }
+            int s = std::min(a - lo, b - a);
+            std::swap_ranges(group + lo, group + lo + s, group + b - s);
+            s = std::min(e - c, hi - e);
+            std::swap_ranges(group + b, group + b + s, group + hi + 1 - s);
+            int less = b - a, more = e - c;
+            if (less < more) { // the smaller side by recursion, the larger by iteration
+                sort_by_key(lo, lo + less - 1);
+                lo = hi - more + 1;
+            } else {
+                sort_by_key(hi - more + 1, hi);
+                hi = lo + less - 1;
+            }
+        }
+        insertion_sort(lo, hi);
+    }
+
+    // Splits the sorted group [lo, hi] into runs of equal keys, found before any rank changes,
+    // then numbers the runs; a run of one is sorted.
+    void split(int lo, int hi) const
+    {
+        sort_by_key(lo, hi);
+        for (int i = hi; i > lo; --i)
+            if (key(group[i]) == key(group[i - 1]))
+                group[i] = ~group[i];
+        for (int i = lo; i <= hi;) {
+            int end = i;
+            while (end < hi && group[end + 1] < 0)
+                ++end;
+            for (int m = i; m <= end; ++m) {
+                Zeb32s k = group[m] < 0 ? ~group[m] : group[m];
+                group[m] = k;
+                rank[k] = end;
+            }
+            if (i == end)
+                group[i] = -1;
+            i = end + 1;
+        }
+    }
+
+    // One pass over the unsorted groups with the key at distance h; sorted runs are joined.
+    void pass()
+    {
+        int i = 0, sortedRun = 0;
+        while (i < n) {
+            Zeb32s k = group[i];
+            if (k < 0) {
+                i -= k;
+                sortedRun -= k;
+                continue;
+            }
+            if (sortedRun > 0) {
+                group[i - sortedRun] = -sortedRun;
+                sortedRun = 0;
+            }
+            int end = rank[k];
+            split(i, end);
+            i = end + 1;
+        }
+        if (sortedRun > 0)
+            group[i - sortedRun] = -sortedRun;
+    }
+
+    // Sorts, then leaves in group[r] the entry of row r.
+    void run()
+    {
+        for (h = 1; group[0] != -n && h < n; h *= 2)
+            pass();
+        // Entries still tied after n substrings are equal rotations of a periodic sequence: any
+        // order among them will do.
+        for (int i = 0; i < n;) {
+            Zeb32s k = group[i];
+            if (k < 0) {
+                i -= k;
+                continue;
+            }
+            int end = rank[k];
+            for (; i <= end; ++i)
+                rank[group[i]] = i;
+        }
+        for (int k = 0; k < n; ++k)
+            group[rank[k]] = k;
+    }
+};
+
+// Ranks from the marked sorted order: every entry gets the index of its group's last entry, and
+// an entry alone in its group is sorted (-1 in the group array).
+void rank_substrings(Zeb32s* sa, Zeb32s* rank, int stars)
+{
+    int groupEnd = stars - 1;
+    for (int i = stars - 1; i >= 0; --i) {
+        Zeb32s k = sa[i];
+        bool last = k >= 0;
+        if (last)
+            groupEnd = i;
+        else
+            k = ~k;
+        rank[k] = groupEnd;
+        sa[i] = last && (i == 0 || sa[i - 1] >= 0) ? -1 : k;
+    }
+}
+
+// Sorts the B* rotations: afterwards sa[0..stars) holds their starts in rotation order.
+void sort_star_rotations(const Scratch& s, int len, int stars)
+{
+    Zeb32s* sa = s.sa;
+    const Zeb32s* pos = s.sa + len - stars;
+    // Entries by first byte, then each byte's range by radix quicksort from depth 1.
+    int sum = 0;
+    for (int c = 0; c < kAlphabet; ++c) {
+        s.next[c] = sum;
+        sum += s.countBStar[c];
+    }
+    for (int k = 0; k < stars; ++k)
+        sa[s.next[s.text[pos[k]]]++] = k;
+    StarSubstrings ss{s.text, pos, stars, len};
+    for (int c = 0, lo = 0; c < kAlphabet; lo += s.countBStar[c++])
+        if (s.countBStar[c] >= 2)
+            sort_star_substrings(sa, s.stack, ss, Range{lo, lo + s.countBStar[c] - 1, 1});
+    Zeb32s* rank = sa + stars; // may overwrite pos[], no longer needed
+    rank_substrings(sa, rank, stars);
+    Doubling{sa, rank, stars, 1}.run();
+    int k = stars;
+    for_each_star_backward(s.text, len, [&](int i) { sa[rank[--k]] = i; });
+}
+
+// ---------------------------------------------------------------------------------------------
+// Step 3: induction.
+
+// Merges the induced run [lo, mid) and the B* run [mid, hi) of one bucket, each sorted, by the
+// byte after the first; a B* rotation goes first among equal bytes (the rotation after it is A).
+struct BucketMerge {
+    Zeb32s* sa;
+    Zeb32s* buffer;
+    const Zeb8u* t;
+
+    int key(Zeb32s j) const { return t[j + 1]; }
+
+    void from_back(int lo, int mid, int hi) const // the B* run fits the buffer
+    {
+        int y = hi - mid;
+        memcpy(buffer, sa + mid, (size_t)y * sizeof(Zeb32s));
+        int x = mid - 1, out = hi - 1;
+        while (y > 0)
+            sa[out--] = x >= lo && key(sa[x]) >= key(buffer[y - 1]) ? sa[x--] : buffer[--y];
+    }
+
+    void from_front(int lo, int mid, int hi) const // the induced run fits the buffer
+    {
+        int xn = mid - lo, x = 0, y = mid, out = lo;
+        memcpy(buffer, sa + lo, (size_t)xn * sizeof(Zeb32s));
+        while (x < xn)
+            sa[out++] = y < hi && key(sa[y]) <= key(buffer[x]) ? sa[y++] : buffer[x++];
+    }
+
+    // Larger runs: split the longer run in the middle, find the cut in the other, exchange the
+    // two middle pieces and merge each side.
+    void merge(int lo, int mid, int hi) const
+    {
+        if (lo == mid || mid == hi)
+            return;
+        if (hi - mid <= kMergeEntries)
+            return from_back(lo, mid, hi);
+        if (mid - lo <= kMergeEntries)
+            return from_front(lo, mid, hi);
+        int xCut, yCut;
+        if (mid - lo >= hi - mid) {
+            xCut = lo + (mid - lo) / 2;
+            int k = key(sa[xCut]);
+            yCut = (int)(std::upper_bound(sa + mid, sa + hi, k,
+                                          [&](int v, Zeb32s j) { return v < key(j); }) -
+                         sa);
+        } else {
+            yCut = mid + (hi - mid) / 2;
+            int k = key(sa[yCut]);
+            xCut = (int)(std::lower_bound(sa + lo, sa + mid, k,
+                                          [&](Zeb32s j, int v) { return key(j) < v; }) -
+                         sa);
+        }
+        std::rotate(sa + xCut, sa + mid, sa + yCut);
+        int newMid = xCut + (yCut - mid);
+        merge(lo, xCut, newMid);
+        merge(newMid, yCut, hi);
+    }
+};
+
+// Places the sorted B* rotations at the ends of their buckets and induces the other B rotations
+// right to left. Bucket ends in countB, A-area ends in countA.
+void induce_b(const Scratch& s, int len, int stars)
+{
+    const Zeb8u* t = s.text;
+    Zeb32s* sa = s.sa;
+    int sum = 0;
+    for (int c = 0; c < kAlphabet; ++c) {
+        sum += s.countA[c];
+        s.countA[c] = sum;
+        sum += s.countBStar[c] + s.countB[c];
+        s.countB[c] = sum;
+        s.next[c] = sum - s.countBStar[c];
+    }
+    for (int c = kAlphabet - 1, i = stars - 1; c >= 0; --c) // never overtakes an unmoved entry
+        for (int at = s.countB[c] - 1; at >= s.next[c]; --at)
+            sa[at] = sa[i--];
+    BucketMerge merger{sa, s.merge, t};
+    for (int c = kAlphabet - 1; c >= 0; --c) {
+        int end = s.countB[c];
+        merger.merge(s.next[c], end - s.countBStar[c], end);
+        for (int i = end - 1; i >= s.countA[c]; --i) {
+            Zeb32s j = sa[i];
+            int p = t[len + j - 1];
+            if (p <= c)
+                sa[--s.next[p]] = j == 0 ? len - 1 : j - 1;
+        }
+    }
+}
+
+// Induces the A rotations left to right and writes the output.
+int induce_a_and_output(const Scratch& s, int len, Zeb8u* dst)
+{
+    const Zeb8u* t = s.text;
+    Zeb32s* sa = s.sa;
+    int sum = 0;
+    for (int c = 0; c < kAlphabet; ++c) {
+        s.next[c] = sum;
+        sum = s.countB[c];
+    }
+    int index = 0;
+    for (int i = 0; i < len; ++i) {
+        Zeb32s j = sa[i];
+        int c = t[j], p = t[len + j - 1];
+        dst[i] = (Zeb8u)p;
+        if (j == 0)
+            index = i;
+        if (p > c || (p == c && i < s.countA[c]))
+            sa[s.next[p]++] = j == 0 ? len - 1 : j - 1;
+    }
+    return index;
+}
+
+// Transform of a block whose rotations are distinct and not all equal.
+int transform_primitive(const Scratch& s, const Zeb8u* src, int len, Zeb8u* dst)
+{
+    memcpy(s.text, src, (size_t)len);
+    memcpy(s.text + len, src, (size_t)len);
+    s.text[2 * len] = src[0];
+    int stars = classify(s, len);
+    sort_star_rotations(s, len, stars);
+    induce_b(s, len, stars);
+    return induce_a_and_output(s, len, dst);
+}
+
+// Length of the shortest period of the block that divides its length (len when none).
+int primitive_root_length(const Zeb8u* src, int len, Zeb32s* border)
+{
+    border[0] = 0;
+    for (int i = 1, k = 0; i < len; ++i) {
+        while (k > 0 && src[i] != src[k])
+            k = border[k - 1];
+        if (src[i] == src[k])
+            ++k;
+        border[i] = k;
+    }
+    int period = len - border[len - 1];
+    return len % period == 0 ? period : len;
+}
+
+bool one_repeated_byte(const Zeb8u* src, int len)
+{
+    for (int i = 1; i < len; ++i)
+        if (src[i] != src[0])
+            return false;
+    return true;
+}
+
+} // namespace
+
+extern "C" ZEBAPI ZebStatus zebsBWTFwdGetSize_8u(int len, int* pSize)
+{
+    ZEB_CHECK(pSize != nullptr, zebStsNullPtr);
+    ZEB_CHECK(len >= 1 && len <= (0x7FFFFFFF - kFixedBytes - 33) / 6, zebStsBadSize);
+    *pSize = 6 * len + kFixedBytes + 33;
+    return zebStsOk;
+}
+
+extern "C" ZEBAPI ZebStatus zebsBWTFwd_8u(const Zeb8u* pSrc, Zeb8u* pDst, int len, int* pIndex,
+                                          Zeb8u* pBuffer)
+{
+    ZEB_CHECK(pSrc != nullptr && pDst != nullptr && pIndex != nullptr && pBuffer != nullptr,
+              zebStsNullPtr);
+    ZEB_CHECK(len >= 1, zebStsBadSize);
+    if (one_repeated_byte(pSrc, len)) {
+        memmove(pDst, pSrc, (size_t)len);
+        *pIndex = 0;
+        return zebStsOk;
+    }
+    Scratch s(pBuffer, len);
+    int root = primitive_root_length(pSrc, len, s.sa);
+    int index = transform_primitive(s, pSrc, root, pDst);
+    int repeats = len / root;
+    for (int r = root - 1; r >= 0 && repeats > 1; --r) // each row of the period, repeats times
+        memset(pDst + (size_t)r * repeats, pDst[r], (size_t)repeats);
+    *pIndex = index * repeats;
+    return zebStsOk;
+}
