@@ -97,14 +97,15 @@ Bytes decode_in_pieces(const Zeb32s len[256], const Bytes& src, size_t first, si
 {
     State st;
     zebsDecodeHuffInit_8u(len, st.get());
-    Bytes out;
-    for (size_t at = 0, n = first; at < src.size() && out.size() < cap; at += n, n = piece) {
+    Bytes out(cap);
+    size_t made = 0;
+    for (size_t at = 0, n = first; at < src.size() && made < cap; at += n, n = piece) {
         n = src.size() - at < n ? src.size() - at : n;
-        Bytes dst(cap - out.size());
-        Zeb32s room = (Zeb32s)dst.size();
-        zebsDecodeHuff_8u(src.data() + at, (Zeb32s)n, dst.data(), &room, st.get());
-        out.insert(out.end(), dst.begin(), dst.begin() + room);
+        Zeb32s room = (Zeb32s)(cap - made);
+        zebsDecodeHuff_8u(src.data() + at, (Zeb32s)n, out.data() + made, &room, st.get());
+        made += room;
     }
+    out.resize(made);
     return out;
 }
 

@@ -154,6 +154,10 @@ TEST(RLE, RoundTripsWithEveryDestinationSize)
             ASSERT_EQ(st, zebStsOk);
             ASSERT_TRUE(back == data) << "input " << which << " capacity " << cap;
         }
+        // The whole stream as one unit, decoded with room to spare or in pieces.
+        const Bytes unit = encode_all(data);
+        for (int cap : {(int)data.size() + 1000, 300 + (int)(rng() % 3000)})
+            ASSERT_TRUE(decode_unit(unit, cap) == data) << "input " << which << " room " << cap;
     }
 }
 
