@@ -110,8 +110,8 @@ TEST(Vector, CopyMatchesAByteLoopAtEveryAlignment)
     auto src = zebtest::random_bytes(40000 + 2 * kGuard, 256, 7);
     std::vector<Zeb8u> dst(40000 + 2 * kGuard), want;
     for (int len : kCopyLengths) {
-        for (size_t sa = 0; sa < 16; ++sa) {
-            for (size_t da = 0; da < 16; ++da) {
+        for (size_t sa = 0; sa < 32; ++sa) {
+            for (size_t da = 0; da < 32; ++da) {
                 std::fill(dst.begin(), dst.end(), 0x5A);
                 want = dst;
                 for (int i = 0; i < len; ++i)
@@ -141,7 +141,7 @@ TEST(Vector, SetAndZeroFillExactlyTheRange)
 {
     std::vector<Zeb8u> dst(41000 + 2 * kGuard);
     for (int len : kSetLengths) {
-        for (size_t da = 0; da < 16; ++da) {
+        for (size_t da = 0; da < 32; ++da) {
             for (int zero = 0; zero < 2; ++zero) {
                 std::fill(dst.begin(), dst.end(), 0x11);
                 std::vector<Zeb8u> want = dst;
@@ -162,7 +162,7 @@ TEST(Vector, Set16FillsAtEveryByteAlignment)
     const Zeb16s val = (Zeb16s)0xBEEF;
     Zeb8u lo = 0xEF, hi = 0xBE;
     for (int len : kSet16Lengths) {
-        for (size_t da = 0; da < 16; ++da) { // odd addresses included
+        for (size_t da = 0; da < 32; ++da) { // odd addresses included
             std::fill(dst.begin(), dst.end(), 0x22);
             std::vector<Zeb8u> want = dst;
             for (int i = 0; i < len; ++i) {
@@ -171,6 +171,43 @@ TEST(Vector, Set16FillsAtEveryByteAlignment)
             }
             ASSERT_EQ(zebsSet_16s(val, (Zeb16s*)(void*)&dst[kGuard + da], len), zebStsOk);
             ASSERT_TRUE(dst == want) << "len " << len << " dst+" << da;
+        }
+    }
+}
+
+// Short lengths take the kernels' head and tail pieces (overlapping pieces of 4..32 bytes, whose
+// pattern phase depends on the offset); each result is checked with its guard bytes around it.
+TEST(Vector, EveryShortLengthAtEveryAlignmentMatchesMemcpyAndMemset)
+{
+    const size_t kMaxLen = 300, kSpan = kMaxLen + 32 + 2 * kGuard;
+    auto src = zebtest::random_bytes(kSpan, 256, 11);
+    std::vector<Zeb8u> dst(kSpan), want(kSpan);
+    for (int len = 1; len <= (int)kMaxLen; ++len) {
+        for (size_t da = 0; da < 32; ++da) {
+            Zeb8u* out = &dst[kGuard + da];
+            for (size_t sa = 0; sa < 32; ++sa) {
+                std::fill(dst.begin(), dst.end(), 0x5A);
+                want = dst;
+                memcpy(&want[kGuard + da], &src[sa], (size_t)len);
+                ASSERT_EQ(zebsCopy_8u(&src[sa], out, len), zebStsOk);
+                ASSERT_TRUE(dst == want) << "copy len " << len << " src+" << sa << " dst+" << da;
+            }
+            std::fill(dst.begin(), dst.end(), 0x5A);
+            want = dst;
+            memset(&want[kGuard + da], 0xC3, (size_t)len);
+            ASSERT_EQ(zebsSet_8u(0xC3, out, len), zebStsOk);
+            ASSERT_TRUE(dst == want) << "set len " << len << " dst+" << da;
+            memset(&want[kGuard + da], 0, (size_t)len);
+            ASSERT_EQ(zebsZero_8u(out, len), zebStsOk);
+            ASSERT_TRUE(dst == want) << "zero len " << len << " dst+" << da;
+            if ((size_t)len * 2 <= kMaxLen) {
+                for (int i = 0; i < len; ++i) {
+                    want[kGuard + da + 2 * i] = 0xEF;
+                    want[kGuard + da + 2 * i + 1] = 0xBE;
+                }
+                ASSERT_EQ(zebsSet_16s((Zeb16s)0xBEEF, (Zeb16s*)(void*)out, len), zebStsOk);
+                ASSERT_TRUE(dst == want) << "set16 len " << len << " dst+" << da;
+            }
         }
     }
 }

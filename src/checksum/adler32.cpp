@@ -11,13 +11,30 @@
 
 namespace {
 
+// The sum of 8 bytes and the sum of their running sums (byte i counted 8 - i times), both
+// started from zero so that the next 8 bytes need not wait for them.
+inline void sum_run8(const Zeb8u* src, Zeb32u& sum, Zeb32u& running)
+{
+    sum = 0;
+    running = 0;
+    for (int i = 0; i < 8; ++i) {
+        sum += src[i];
+        running += sum;
+    }
+}
+
+// s1 += byte; s2 += s1 for every byte. Per step of 16 bytes the running sums are formed from
+// zero in two runs of 8 and then added: s2 gains 16 s1 before the step, 8 times the first run's
+// bytes and both runs' running sums. The sums only wait on each other once per step.
 inline void add_bytes(const Zeb8u* src, size_t len, Zeb32u& s1, Zeb32u& s2)
 {
-    for (; len >= 16; len -= 16, src += 16)
-        for (int i = 0; i < 16; ++i) {
-            s1 += src[i];
-            s2 += s1;
-        }
+    for (; len >= 16; len -= 16, src += 16) {
+        Zeb32u sum0, running0, sum1, running1;
+        sum_run8(src, sum0, running0);
+        sum_run8(src + 8, sum1, running1);
+        s2 += (s1 << 4) + (sum0 << 3) + running0 + running1;
+        s1 += sum0 + sum1;
+    }
     for (size_t i = 0; i < len; ++i) {
         s1 += src[i];
         s2 += s1;

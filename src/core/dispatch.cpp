@@ -6,6 +6,7 @@
 #include "core/dispatch.h"
 
 #include "checksum/checksum_internal.h"
+#include "core/core_internal.h"
 
 #include <cpuid.h>
 #include <stdlib.h>
@@ -113,6 +114,29 @@ ChecksumKernel pick_adler32(Zeb32u f)
     return ownsAdler32_8u;
 }
 
+typedef void (*CopyKernel)(const Zeb8u*, Zeb8u*, size_t);
+typedef void (*FillKernel)(Zeb8u*, size_t, Zeb16u);
+
+CopyKernel pick_copy(Zeb32u f)
+{
+    return (f & zebCpuAvx2) ? ownsCopyBody_8u_avx2 : ownsCopyBody_8u_sse2;
+}
+
+CopyKernel pick_copy_nt(Zeb32u f)
+{
+    return (f & zebCpuAvx2) ? ownsCopyBodyNT_8u_avx2 : ownsCopyBodyNT_8u_sse2;
+}
+
+FillKernel pick_fill(Zeb32u f)
+{
+    return (f & zebCpuAvx2) ? ownsFillBody_8u_avx2 : ownsFillBody_8u_sse2;
+}
+
+FillKernel pick_fill_nt(Zeb32u f)
+{
+    return (f & zebCpuAvx2) ? ownsFillBodyNT_8u_avx2 : ownsFillBodyNT_8u_sse2;
+}
+
 Zeb32u resolve_crc32(const Zeb8u* src, size_t len, Zeb32u value);
 Zeb32u resolve_crc32_bzip2(const Zeb8u* src, size_t len, Zeb32u value);
 Zeb32u resolve_adler32(const Zeb8u* src, size_t len, Zeb32u value);
@@ -120,6 +144,16 @@ Zeb32u resolve_adler32(const Zeb8u* src, size_t len, Zeb32u value);
 ChecksumKernel g_crc32 = resolve_crc32;
 ChecksumKernel g_crc32_bzip2 = resolve_crc32_bzip2;
 ChecksumKernel g_adler32 = resolve_adler32;
+
+void resolve_copy(const Zeb8u* src, Zeb8u* dst, size_t len);
+void resolve_copy_nt(const Zeb8u* src, Zeb8u* dst, size_t len);
+void resolve_fill(Zeb8u* dst, size_t len, Zeb16u pattern);
+void resolve_fill_nt(Zeb8u* dst, size_t len, Zeb16u pattern);
+
+CopyKernel g_copy = resolve_copy;
+CopyKernel g_copy_nt = resolve_copy_nt;
+FillKernel g_fill = resolve_fill;
+FillKernel g_fill_nt = resolve_fill_nt;
 
 Zeb32u resolve_crc32(const Zeb8u* src, size_t len, Zeb32u value)
 {
@@ -140,6 +174,34 @@ Zeb32u resolve_adler32(const Zeb8u* src, size_t len, Zeb32u value)
     ChecksumKernel kernel = pick_adler32(zebCpuFeatures());
     __atomic_store_n(&g_adler32, kernel, __ATOMIC_RELAXED);
     return kernel(src, len, value);
+}
+
+void resolve_copy(const Zeb8u* src, Zeb8u* dst, size_t len)
+{
+    CopyKernel kernel = pick_copy(zebCpuFeatures());
+    __atomic_store_n(&g_copy, kernel, __ATOMIC_RELAXED);
+    kernel(src, dst, len);
+}
+
+void resolve_copy_nt(const Zeb8u* src, Zeb8u* dst, size_t len)
+{
+    CopyKernel kernel = pick_copy_nt(zebCpuFeatures());
+    __atomic_store_n(&g_copy_nt, kernel, __ATOMIC_RELAXED);
+    kernel(src, dst, len);
+}
+
+void resolve_fill(Zeb8u* dst, size_t len, Zeb16u pattern)
+{
+    FillKernel kernel = pick_fill(zebCpuFeatures());
+    __atomic_store_n(&g_fill, kernel, __ATOMIC_RELAXED);
+    kernel(dst, len, pattern);
+}
+
+void resolve_fill_nt(Zeb8u* dst, size_t len, Zeb16u pattern)
+{
+    FillKernel kernel = pick_fill_nt(zebCpuFeatures());
+    __atomic_store_n(&g_fill_nt, kernel, __ATOMIC_RELAXED);
+    kernel(dst, len, pattern);
 }
 
 } // namespace
@@ -171,4 +233,24 @@ Zeb32u zebKernelCRC32BZ2(const Zeb8u* src, size_t len, Zeb32u crc)
 Zeb32u zebKernelAdler32(const Zeb8u* src, size_t len, Zeb32u adler)
 {
     return __atomic_load_n(&g_adler32, __ATOMIC_RELAXED)(src, len, adler);
+}
+
+void zebKernelCopy(const Zeb8u* src, Zeb8u* dst, size_t len)
+{
+    __atomic_load_n(&g_copy, __ATOMIC_RELAXED)(src, dst, len);
+}
+
+void zebKernelCopyNT(const Zeb8u* src, Zeb8u* dst, size_t len)
+{
+    __atomic_load_n(&g_copy_nt, __ATOMIC_RELAXED)(src, dst, len);
+}
+
+void zebKernelFill(Zeb8u* dst, size_t len, Zeb16u pattern)
+{
+    __atomic_load_n(&g_fill, __ATOMIC_RELAXED)(dst, len, pattern);
+}
+
+void zebKernelFillNT(Zeb8u* dst, size_t len, Zeb16u pattern)
+{
+    __atomic_load_n(&g_fill_nt, __ATOMIC_RELAXED)(dst, len, pattern);
 }

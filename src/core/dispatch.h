@@ -1,5 +1,5 @@
 // The one dispatch point of the library: CPU feature detection and the table of kernels that
-// have CPU-specific variants. Every kernel is resolved once, on its first call; no stage asks
+// have CPU-specific variants (the checksums and the bodies of the bulk memory kernels). Every kernel is resolved once, on its first call; no stage asks
 // the CPU itself.
 #ifndef ZEB_DISPATCH_H
 #define ZEB_DISPATCH_H
@@ -28,5 +28,12 @@ Zeb32u zebCpuFeatures();
 Zeb32u zebKernelCRC32(const Zeb8u* src, size_t len, Zeb32u crc);
 Zeb32u zebKernelCRC32BZ2(const Zeb8u* src, size_t len, Zeb32u crc);
 Zeb32u zebKernelAdler32(const Zeb8u* src, size_t len, Zeb32u adler);
+
+// The dispatched bodies of the bulk memory kernels (see core/core_internal.h): forward copy and
+// two-byte pattern fill, with cached or non-temporal stores. The NT bodies issue no fence.
+void zebKernelCopy(const Zeb8u* src, Zeb8u* dst, size_t len);
+void zebKernelCopyNT(const Zeb8u* src, Zeb8u* dst, size_t len);
+void zebKernelFill(Zeb8u* dst, size_t len, Zeb16u pattern);
+void zebKernelFillNT(Zeb8u* dst, size_t len, Zeb16u pattern);
 
 #endif

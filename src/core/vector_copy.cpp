@@ -4,8 +4,12 @@
 // worth keeping in cache: ownsCopy_8u_A6 writes it with non-temporal stores, and from 16384 on
 // ownsPrefetchCopy_8u_A6 also prefetches each 4096-byte page of the source before copying it.
 // Every copy runs strictly forward; each streaming copy ends with a store fence so that its
-// stores are visible when the function returns.
+// stores are visible when the function returns. The copy bodies (SSE2 here, AVX2 in
+// vector_copy_avx2.cpp) come from the dispatch point.
 #include "core/zeb_common.h"
+
+#include "core/core_internal.h"
+#include "core/dispatch.h"
 
 #include <emmintrin.h>
 
@@ -62,14 +66,28 @@ inline void copy_forward(const Zeb8u* src, Zeb8u* dst, size_t len)
     copy_tail(src, dst, len);
 }
 
-void ownsCopy_8u(const Zeb8u* src, Zeb8u* dst, size_t len)
+} // namespace
+
+void ownsCopyBody_8u_sse2(const Zeb8u* src, Zeb8u* dst, size_t len)
 {
     copy_forward<false>(src, dst, len);
 }
 
-void ownsCopy_8u_A6(const Zeb8u* src, Zeb8u* dst, size_t len)
+void ownsCopyBodyNT_8u_sse2(const Zeb8u* src, Zeb8u* dst, size_t len)
 {
     copy_forward<true>(src, dst, len);
+}
+
+namespace {
+
+void ownsCopy_8u(const Zeb8u* src, Zeb8u* dst, size_t len)
+{
+    zebKernelCopy(src, dst, len);
+}
+
+void ownsCopy_8u_A6(const Zeb8u* src, Zeb8u* dst, size_t len)
+{
+    zebKernelCopyNT(src, dst, len);
     _mm_sfence();
 }
 
@@ -90,15 +108,15 @@ void ownsPrefetchCopy_8u_A6(const Zeb8u* src, Zeb8u* dst, size_t len)
         return;
     }
     size_t lead = (kPageSize - ((uintptr_t)src & 0xFF8)) & 0xFFF;
-    copy_forward<true>(src, dst, lead);
+    zebKernelCopyNT(src, dst, lead);
     src += lead;
     dst += lead;
     len -= lead;
     for (; len >= kPageSize; len -= kPageSize, src += kPageSize, dst += kPageSize) {
         ownsPrefetchnta_A6(src);
-        copy_forward<true>(src, dst, kPageSize);
+        zebKernelCopyNT(src, dst, kPageSize);
     }
-    copy_forward<true>(src, dst, len);
+    zebKernelCopyNT(src, dst, len);
     _mm_sfence();
 }
 
