@@ -55,20 +55,23 @@ Bytes encode(ZebHuffState* st, const Bytes& data, size_t piece)
     return out;
 }
 
-// Decodes count symbols, feeding the source in pieces of the given size.
-Bytes decode(const Table& len, const Bytes& coded, size_t count, size_t piece)
+// Decodes at most count symbols, feeding the source in a first piece of the given size, then
+// pieces of that size again or, given most, of random sizes up to most.
+Bytes decode(const Table& len, const Bytes& coded, size_t count, size_t first, size_t most = 0)
 {
+    std::mt19937 rng((uint32_t)(first ^ most));
     State st;
     EXPECT_EQ(zebsDecodeHuffInit_8u(len.data(), st.get()), zebStsOk);
     Bytes out(count);
     size_t made = 0;
-    for (size_t pos = 0; pos < coded.size() && made < count; pos += piece) {
-        bool last = pos + piece >= coded.size();
-        Zeb32s n = (Zeb32s)std::min(piece, coded.size() - pos);
+    for (size_t pos = 0, next = first; pos < coded.size() && made < count;) {
+        const size_t piece = std::min(next, coded.size() - pos);
         Zeb32s room = (Zeb32s)(count - made);
-        EXPECT_EQ(zebsDecodeHuff_8u(&coded[pos], n, &out[made], &room, st.get()), zebStsOk);
+        EXPECT_EQ(zebsDecodeHuff_8u(&coded[pos], (Zeb32s)piece, &out[made], &room, st.get()),
+                  zebStsOk);
         made += room;
-        EXPECT_TRUE(last || made < count);
+        pos += piece;
+        next = most ? 1 + rng() % most : first;
     }
     out.resize(made);
     return out;
@@ -262,27 +265,6 @@ TEST(ByteHuffman, OddTablesAndArbitraryBits)
     }
 }
 
-// Decodes bits into at most count symbols: a first piece of the given size, then pieces of
-// random sizes below 4000 bytes.
-Bytes decode_from(const Table& len, const Bytes& bits, size_t count, size_t first, uint32_t seed)
-{
-    std::mt19937 rng(seed);
-    State st;
-    EXPECT_EQ(zebsDecodeHuffInit_8u(len.data(), st.get()), zebStsOk);
-    Bytes out;
-    for (size_t pos = 0, next = first; pos < bits.size() && out.size() < count;) {
-        const size_t piece = std::min(next, bits.size() - pos);
-        Bytes dst(count - out.size());
-        Zeb32s room = (Zeb32s)dst.size();
-        EXPECT_EQ(zebsDecodeHuff_8u(&bits[pos], (Zeb32s)piece, dst.data(), &room, st.get()),
-                  zebStsOk);
-        out.insert(out.end(), dst.begin(), dst.begin() + room);
-        pos += piece;
-        next = 1 + rng() % 4000;
-    }
-    return out;
-}
-
 // Calls of 4 KiB or more decode through a table and an 8-byte window, shorter ones by the code
 // search alone; both must read the same symbols from any bits, and the state the first leaves
 // must go on as the other's. Codes from skewed frequencies (lengths up to 24) over bits that
@@ -304,8 +286,8 @@ TEST(ByteHuffman, TableAndCodeSearchAgreeOnArbitraryBits)
         for (Zeb8u& b : bits) // zero bytes now and then, or often
             b = rng() % (round % 2 ? 4 : 64) == 0 ? 0 : b;
         const size_t count = round % 4 ? bits.size() * 8 : 1 + rng() % (bits.size() * 2);
-        Bytes table = decode_from(len, bits, count, 4096 + rng() % 1000, round);
-        ASSERT_TRUE(table == decode_from(len, bits, count, 1 + rng() % 4000, round)) << round;
+        Bytes table = decode(len, bits, count, 4096 + rng() % 1000, 4000);
+        ASSERT_TRUE(table == decode(len, bits, count, 1 + rng() % 4000, 4000)) << round;
     }
 }
 
