@@ -784,6 +784,18 @@ ZEBAPI ZebStatus zebsEncodeLZ77Flush_8u(Zeb8u** ppDst, Zeb32s* pDstLen, ZebLZ77E
  * and zebsDecodeLZ77_8u to bytes, or FixedHuffFull/DynamicHuffFull straight to bytes, each
  * repeated after zebStsSrcShort (more source) or zebStsDstFull (more room) until zebStsOk
  * (block done) or zebStsStreamEnd (final block done). Any zlib or gzip framing is the caller's.
+ *
+ * Streams are treated as hostile: a back-reference reaching before everything the stream has
+ * produced plus a preset dictionary is refused with zebStsError (in the pairs stage and in the
+ * full decoders), so the history never yields bytes the stream did not write. Code lengths are
+ * not checked: an incomplete code leaves patterns without a symbol, and in an over-subscribed
+ * code a shorter code keeps the patterns it shares with longer ones (so the output never depends
+ * on how the input is split); every table and every repeat stays inside the state. A dynamic
+ * code whose codes longer than 10 bits need more than 512 second-level entries (256 for
+ * distances) has the prefixes that do not fit decode as an invalid symbol (zebStsBadSize).
+ * Whole bytes that a decoder read ahead into its bit buffer go back to the source when it stops
+ * other than on an empty source (never further back than the bytes of that call), so after
+ * zebStsStreamEnd the source pointer stands on the first byte after the deflate stream.
  * ============================================================================================ */
 
 /* Writes 112876, the size of the decoder state. @return zebStsNullPtr or zebStsOk. */
@@ -801,7 +813,8 @@ ZEBAPI ZebStatus zebsDecodeLZ77InitAlloc_8u(ZebLZ77Checksum checksumKind,
 ZEBAPI ZebStatus zebsDecodeLZ77Reset_8u(ZebLZ77DecoderState* pState);
 
 /* Copies the decoding progress of pSrcState into pDstState (internal pointers rebased). A copy
- * made while a dynamic header is being read cannot go on decoding. The states must not overlap.
+ * made while a dynamic header is being read cannot go on decoding. The pair records are copied
+ * only when both states use their internal pairs buffers. The states must not overlap.
  * @return zebStsNullPtr or zebStsOk. */
 ZEBAPI ZebStatus zebsDecodeLZ77CopyState_8u(const ZebLZ77DecoderState* pSrcState,
                                             ZebLZ77DecoderState* pDstState);
@@ -832,7 +845,8 @@ ZEBAPI ZebStatus zebsDecodeLZ77GetBlockType_8u(Zeb8u** ppSrc, int* pSrcLen,
                                                ZebLZ77BlockType* pBlockType,
                                                ZebLZ77DecoderState* pState);
 
-/* Delivers the bytes of a stored block whose header GetBlockType read.
+/* Delivers the bytes of a stored block whose header GetBlockType read. All its bytes, also those
+ * already held in the bit buffer, enter the history, so later blocks may refer back to them.
  * @return zebStsNullPtr, zebStsBadSize (*pDstLen < 1, or LEN and NLEN disagree), zebStsError
  * (no stored block under way), zebStsOk, zebStsStreamEnd, zebStsSrcShort, zebStsDstFull. */
 ZEBAPI ZebStatus zebsDecodeLZ77StoredBlock_8u(Zeb8u** ppSrc, int* pSrcLen, Zeb8u** ppDst,
@@ -859,16 +873,20 @@ ZEBAPI ZebStatus zebsDecodeLZ77DynamicHuff_8u(Zeb8u** ppSrc, int* pSrcLen, ZebLZ
                                               ZebLZ77DecoderState* pState);
 
 /* Turns pairs into bytes against the decoder's history (*pSrcLen counts pairs); a match cut by a
- * full destination is finished by the next call. flush is not used.
- * @return zebStsNullPtr, zebStsBadSize, zebStsOk (pairs used up), zebStsStreamEnd (and the
- * final block was decoded), zebStsDstFull. */
+ * full destination is finished by the next call that is given at least one pair (a match of
+ * length 0 will do). Pairs of any value are safe: a length is cut to the room, an offset beyond
+ * the history refused. flush is not used.
+ * @return zebStsNullPtr, zebStsBadSize, zebStsError (an offset before the stream's start; the
+ * pair is not consumed), zebStsOk (pairs used up), zebStsStreamEnd (and the final block was
+ * decoded), zebStsDstFull. */
 ZEBAPI ZebStatus zebsDecodeLZ77_8u(ZebLZ77Pair** ppSrc, int* pSrcLen, Zeb8u** ppDst, int* pDstLen,
                                    ZebLZ77Flush flush, ZebLZ77DecoderState* pState);
 
 /* Decodes a fixed-code block straight to bytes; resumable on short source or full destination,
  * never crossing a block boundary. flush is not used.
- * @return zebStsNullPtr, zebStsBadSize, zebStsError, zebStsOk, zebStsStreamEnd, zebStsSrcShort,
- * zebStsDstFull (also for a room of 0). */
+ * @return zebStsNullPtr, zebStsBadSize (a negative length, an invalid symbol or distance code),
+ * zebStsError (a header of another type, or a distance before the stream's start), zebStsOk,
+ * zebStsStreamEnd, zebStsSrcShort, zebStsDstFull (also for a room of 0). */
 ZEBAPI ZebStatus zebsDecodeLZ77FixedHuffFull_8u(Zeb8u** ppSrc, int* pSrcLen, Zeb8u** ppDst,
                                                 int* pDstLen, ZebLZ77Flush flush,
                                                 ZebLZ77DecoderState* pState);

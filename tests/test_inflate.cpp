@@ -337,15 +337,16 @@ TEST(Inflate, ZlibAndGzipWrappersEndOnTheTrailer)
             ASSERT_EQ(one.end, body.size() - tail);
             ASSERT_EQ(two.end, body.size() - tail);
             const Zeb8u* t = body.data() + one.end;
+            Zeb32u sum = gzip ? 0 : 1;
             if (gzip) {
-                uint32_t crc = (uint32_t)crc32(0, data.data(), (uInt)data.size());
+                ASSERT_EQ(zebsCRC32_8u(data.data(), (int)data.size(), &sum), zebStsOk);
                 uint32_t stored[2];
                 memcpy(stored, t, 8);
-                EXPECT_EQ(stored[0], crc);
+                EXPECT_EQ(stored[0], sum);
                 EXPECT_EQ(stored[1], (uint32_t)data.size());
             } else {
-                uint32_t adler = (uint32_t)adler32(1, data.data(), (uInt)data.size());
-                EXPECT_EQ((uint32_t)t[0] << 24 | t[1] << 16 | t[2] << 8 | t[3], adler);
+                ASSERT_EQ(zebsAdler32_8u(data.data(), (int)data.size(), &sum), zebStsOk);
+                EXPECT_EQ((uint32_t)t[0] << 24 | t[1] << 16 | t[2] << 8 | t[3], sum);
             }
         }
     }
@@ -363,6 +364,10 @@ TEST(Inflate, PresetDictionary)
         expect_both_ways(zlib_deflate(data, o), data, 1 << 20, 1 << 20, o.dict, "dictionary");
         expect_both_ways(zlib_deflate(data, o), data, 7, 61, o.dict, "dictionary, chunks");
     }
+    // Of a dictionary longer than 32768 bytes the first 32768 are kept, not the last.
+    ZlibOptions o;
+    o.dict.assign(dict.begin(), dict.begin() + 32768);
+    expect_both_ways(zlib_deflate(data, o), data, 1 << 20, 1 << 20, dict, "long dictionary");
 }
 
 TEST(Inflate, CorpusFilesLevels1And6)
@@ -408,6 +413,88 @@ TEST(Inflate, CopyStateContinuesIdentically)
     }
 }
 #endif // ZEBDC_HAVE_ZLIB
+
+// A raw stream from this library's own encoder: pairs at the given level, then fixed, dynamic or
+// stored blocks, the last one final.
+Bytes our_deflate(const Bytes& data, int level, int mode, int blockPairs = 65280)
+{
+    ZebLZ77EncoderState* e = nullptr;
+    EXPECT_EQ(zebsEncodeLZ77InitAlloc_8u((ZebLZ77Level)level, zebLZ77ChecksumNone, &e), zebStsOk);
+    std::vector<ZebLZ77Pair> pairs(65280);
+    Bytes out(data.size() * 2 + 1024);
+    Zeb8u* src = (Zeb8u*)data.data();
+    Zeb32s left = (Zeb32s)data.size();
+    Zeb8u* dst = out.data();
+    Zeb32s room = (Zeb32s)out.size();
+    ZebStatus st;
+    do {
+        zebsEncodeLZ77SetStatus_8u(zebLZ77StatusLZ77, e);
+        Zeb8u* blockStart = src;
+        ZebLZ77Pair* pd = pairs.data();
+        Zeb32s np = mode == 2 ? 250 : blockPairs; // 250 pairs: at most 64500 bytes
+        zebsEncodeLZ77_8u(&src, &left, &pd, &np, zebLZ77FlushFinal, e);
+        zebsEncodeLZ77SetStatus_8u(zebLZ77StatusHuffman, e);
+        ZebLZ77Pair* ps = pairs.data();
+        Zeb32s n = (Zeb32s)(pd - ps);
+        Zeb32s raw = (Zeb32s)(src - blockStart);
+        if (mode == 2) // BFINAL whenever asked for
+            st = zebsEncodeLZ77StoredBlock_8u(&blockStart, &raw, &dst, &room,
+                                              left ? zebLZ77FlushNone : zebLZ77FlushFinal, e);
+        else if (mode == 1)
+            st = zebsEncodeLZ77DynamicHuff_8u(&ps, &n, &dst, &room, zebLZ77FlushFinal, e);
+        else
+            st = zebsEncodeLZ77FixedHuff_8u(&ps, &n, &dst, &room, zebLZ77FlushFinal, e);
+    } while (left > 0 && st == zebStsOk);
+    EXPECT_EQ(st, zebStsStreamEnd);
+    out.resize((size_t)(dst - out.data()));
+    zebsLZ77Free_8u(e);
+    return out;
+}
+
+TEST(Inflate, OurEncoderStreamsBothWays)
+{
+    for (int kind = 0; kind < 4; ++kind) {
+        Bytes data = sample(kind, 100000 / kScale);
+        for (int level = 0; level <= 2; ++level)
+            for (int mode = 0; mode < 3; ++mode) {
+                Bytes z = our_deflate(data, level, mode);
+                expect_both_ways(z, data, 1 << 20, 1 << 20, {}, "our encoder");
+                expect_both_ways(z, data, 29, 301, {}, "our encoder, chunks");
+            }
+    }
+}
+
+// CopyState between blocks (phase 0): at every block boundary a copy finishes the stream.
+TEST(Inflate, CopyStateBetweenBlocksContinuesIdentically)
+{
+    Bytes data = sample(3, 90000);
+    Bytes z = our_deflate(data, 1, 1, 9000);
+    State a = new_state();
+    size_t pos = 0;
+    Bytes made, buf(data.size() + 1);
+    int copies = 0;
+    for (ZebStatus st = zebStsOk; st == zebStsOk; ++copies) {
+        State b = new_state();
+        ASSERT_EQ(zebsDecodeLZ77CopyState_8u(a.get(), b.get()), zebStsOk);
+        Decoded rest = decode_one_stage(Bytes(z.begin() + (long)pos, z.end()), 1 << 20, 777, {}, b.get());
+        Bytes all = made;
+        all.insert(all.end(), rest.out.begin(), rest.out.end());
+        EXPECT_TRUE(rest.status == zebStsStreamEnd && all == data) << "copy " << copies;
+        ZebLZ77BlockType type;
+        Zeb8u* p = z.data() + pos;
+        int n = (int)(z.size() - pos);
+        ASSERT_EQ(zebsDecodeLZ77GetBlockType_8u(&p, &n, &type, a.get()), zebStsOk);
+        Zeb8u* d = buf.data();
+        int room = (int)buf.size();
+        st = type == zebLZ77BlockDynamic
+                 ? zebsDecodeLZ77DynamicHuffFull_8u(&p, &n, &d, &room, zebLZ77FlushNone, a.get())
+                 : zebsDecodeLZ77FixedHuffFull_8u(&p, &n, &d, &room, zebLZ77FlushNone, a.get());
+        made.insert(made.end(), buf.data(), d);
+        pos = (size_t)(p - z.data());
+    }
+    EXPECT_GE(copies, 2);
+    EXPECT_TRUE(made == data);
+}
 
 TEST(Inflate, StateLifeCycleAndDescriptors)
 {
@@ -469,6 +556,19 @@ TEST(Inflate, StoredBlocksAndHeaders)
     r = decode_one_stage(empty, 100, 100);
     EXPECT_TRUE(r.status == zebStsStreamEnd && r.out.empty());
 
+    // The flush-marker search skips to the byte after 00 00 FF FF.
+    Bytes marked = {0x12, 0x00, 0x34, 0x00, 0x00, 0xFF, 0xFF, 0x99};
+    zebsDecodeLZ77Reset_8u(s.get());
+    Zeb8u* m = marked.data();
+    int mLen = 6;
+    ZebLZ77Pair pair;
+    ZebLZ77Pair* pp = &pair;
+    int pRoom = 1;
+    EXPECT_EQ(zebsDecodeLZ77FixedHuff_8u(&m, &mLen, &pp, &pRoom, zebLZ77FlushSync, s.get()), zebStsSrcShort);
+    mLen = 8 - (int)(m - marked.data());
+    EXPECT_EQ(zebsDecodeLZ77FixedHuff_8u(&m, &mLen, &pp, &pRoom, zebLZ77FlushFull, s.get()), zebStsOk);
+    EXPECT_TRUE(m == marked.data() + 7 && mLen == 1);
+
     Bytes btype3 = {0x07, 0x00};
     ZebLZ77BlockType type = zebLZ77BlockDynamic;
     zebsDecodeLZ77Reset_8u(s.get());
@@ -504,15 +604,45 @@ TEST(Inflate, RefusesFarDistancesAndInvalidSymbols)
         EXPECT_EQ(decode_one_stage(first, chunk, 100).status, zebStsError);
         EXPECT_EQ(decode_two_stage(first, chunk, 100).status, zebStsError);
         EXPECT_EQ(decode_one_stage(secondTooFar, chunk, 100).status, zebStsError);
+        EXPECT_EQ(decode_two_stage(secondTooFar, chunk, 100).status, zebStsError);
         EXPECT_EQ(decode_one_stage(lit286, chunk, 100).status, zebStsBadSize);
         EXPECT_EQ(decode_two_stage(dist30, chunk, 100).status, zebStsBadSize);
         EXPECT_EQ(decode_one_stage(dist30, chunk, 100).status, zebStsBadSize);
     }
+    EXPECT_EQ(decode_two_stage(lit286, 1000, 100).status, zebStsBadSize);
+
+    // A decoder called without GetBlockType reads the header itself and refuses another type.
+    Bytes fixedHeader = {0x03, 0x00, 0x00, 0x00}, dynamicHeader = {0x05, 0x00, 0x00, 0x00};
+    auto first_call = [](const Bytes& stream, int which) {
+        State s = new_state();
+        Bytes buf = stream;
+        Zeb8u* p = buf.data();
+        int n = (int)buf.size();
+        Zeb8u out[8];
+        Zeb8u* d = out;
+        ZebLZ77Pair pairs[8];
+        ZebLZ77Pair* pd = pairs;
+        int room = 8;
+        switch (which) {
+        case 0: return zebsDecodeLZ77FixedHuffFull_8u(&p, &n, &d, &room, zebLZ77FlushNone, s.get());
+        case 1: return zebsDecodeLZ77FixedHuff_8u(&p, &n, &pd, &room, zebLZ77FlushNone, s.get());
+        case 2: return zebsDecodeLZ77DynamicHuffFull_8u(&p, &n, &d, &room, zebLZ77FlushNone, s.get());
+        case 3: return zebsDecodeLZ77DynamicHuff_8u(&p, &n, &pd, &room, zebLZ77FlushNone, s.get());
+        default: return zebsDecodeLZ77StoredHuff_8u(&p, &n, &pd, &room, s.get());
+        }
+    };
+    EXPECT_EQ(first_call(dynamicHeader, 0), zebStsError);
+    EXPECT_EQ(first_call(dynamicHeader, 1), zebStsError);
+    EXPECT_EQ(first_call(fixedHeader, 2), zebStsError);
+    EXPECT_EQ(first_call(fixedHeader, 3), zebStsError);
+    EXPECT_EQ(first_call(fixedHeader, 4), zebStsError);
+
     // A D-byte dictionary makes distance D the furthest allowed.
     Bytes d4 = fixed([](BitWriter& w) { w.fixed_match3(3); });
     Bytes d3 = fixed([](BitWriter& w) { w.fixed_match3(2); });
     Bytes dict = {'a', 'b', 'c'};
     EXPECT_EQ(decode_one_stage(d4, 1000, 100, dict).status, zebStsError);
+    EXPECT_EQ(decode_two_stage(d4, 1000, 100, 8192, dict).status, zebStsError);
     Decoded ok = decode_one_stage(d3, 1000, 100, dict);
     EXPECT_TRUE(ok.status == zebStsStreamEnd && ok.out == dict);
     EXPECT_TRUE(decode_two_stage(d3, 1000, 100, 8192, dict).out == dict);
@@ -536,6 +666,30 @@ TEST(Inflate, RefusesFarDistancesAndInvalidSymbols)
     d = out.data();
     EXPECT_EQ(zebsDecodeLZ77_8u(&ps, &np, &d, &room, zebLZ77FlushNone, s.get()), zebStsError);
     EXPECT_EQ(room, 41); // the rest of the pending match, then the far pair refused
+
+    // With a large room (the word-copy path): an empty match, a match reaching exactly the
+    // first byte written, one byte further (refused, not consumed), a length beyond the room.
+    State t = new_state();
+    ZebLZ77Pair more[] = {{'x', 0}, {'y', 0}, {0, 2}, {40, 2}, {5, 42}, {3, 48}};
+    ps = more;
+    np = 6;
+    Bytes big(4096, 0xEE);
+    d = big.data();
+    room = (int)big.size();
+    ASSERT_EQ(zebsDecodeLZ77_8u(&ps, &np, &d, &room, zebLZ77FlushNone, t.get()), zebStsError);
+    EXPECT_TRUE(np == 1 && ps == more + 5 && d == big.data() + 47);
+    Bytes want = {'x', 'y'};
+    for (int i = 0; i < 20; ++i)
+        want.insert(want.end(), {'x', 'y'});
+    want.insert(want.end(), {'x', 'y', 'x', 'y', 'x'});
+    EXPECT_TRUE(Bytes(big.begin(), big.begin() + 47) == want);
+    ZebLZ77Pair huge[] = {{0xFFFF, 1}};
+    ps = huge;
+    np = 1;
+    d = big.data();
+    room = (int)big.size();
+    EXPECT_EQ(zebsDecodeLZ77_8u(&ps, &np, &d, &room, zebLZ77FlushNone, t.get()), zebStsDstFull);
+    EXPECT_TRUE(np == 0 && room == 0 && big[4095] == 'x');
 }
 
 // Dynamic headers built by hand: a single distance code, repeats running past the 320 lengths,
@@ -583,6 +737,55 @@ TEST(Inflate, DynamicHeadersWithOddCodes)
         Decoded one = decode_one_stage(w.out, chunk, 2);
         EXPECT_TRUE(one.status == zebStsStreamEnd && one.out == want) << chunk;
         EXPECT_TRUE(decode_two_stage(w.out, chunk, 3).out == want) << chunk;
+    }
+    // An over-subscribed code: 'a' has the 1-bit code 0, end of block 10, 'b' to 'd' the 3-bit
+    // codes 110, 111 and (wrapped) 000. The shorter code keeps its patterns: were 'd' to take
+    // 000, three 'a' in a row would decode as 'd' from a whole buffer.
+    BitWriter o;
+    header(o, 257, 1, {100 + 97, 1, 3, 3, 3, 100 + 138, 100 + 17, 2, 0});
+    for (int i = 0; i < 3; ++i)
+        o.code(0, 1); // 'a'
+    o.code(6, 3);     // 'b'
+    o.code(2, 2);     // end of block
+    o.put(0, 32);
+    for (size_t chunk : {(size_t)1, (size_t)1000}) {
+        Decoded one = decode_one_stage(o.out, chunk, 1000);
+        EXPECT_TRUE(one.status == zebStsStreamEnd && one.out == Bytes({'a', 'a', 'a', 'b'})) << chunk;
+        EXPECT_TRUE(decode_two_stage(o.out, chunk, 1000).out == Bytes({'a', 'a', 'a', 'b'})) << chunk;
+    }
+    // A stream cut inside a block whose literal 'a' has the all-zero code 0: the zero bits above
+    // those held are no input, so the decoders stop for more source after the 'a' that are
+    // there (at most 7 more from the last byte's padding), never producing zeros for ever.
+    BitWriter cut;
+    header(cut, 257, 1, {100 + 97, 1, 2, 100 + 138, 100 + 19, 2, 0});
+    for (int i = 0; i < 5; ++i)
+        cut.code(0, 1);
+    for (size_t chunk : {(size_t)1, (size_t)1000}) {
+        Decoded one = decode_one_stage(cut.out, chunk, 1000);
+        Decoded two = decode_two_stage(cut.out, chunk, 1000);
+        for (const Decoded& r : {one, two})
+            EXPECT_TRUE(r.status == zebStsSrcShort && r.out.size() >= 5 && r.out.size() <= 12 &&
+                        std::all_of(r.out.begin(), r.out.end(), [](Zeb8u b) { return b == 'a'; }))
+                << chunk << ": " << r.out.size();
+    }
+    // A code-length code without codes: every length symbol is the 16-bit escape and a run of
+    // zeros (23 bits). With 22 bits held the decoder must take another byte, not report a short
+    // source that it has not used up; every bit alignment of the header is tried.
+    for (int hclen = 4; hclen < 12; ++hclen) {
+        BitWriter e;
+        e.put(5, 3);
+        e.put(0, 10);
+        e.put(hclen - 4, 4);
+        for (int i = 0; i < hclen + 40; ++i) // code-length code lengths of 0, then zero bytes
+            e.put(0, i < hclen ? 3 : 8);
+        State s = new_state();
+        Zeb8u* p = e.out.data();
+        int left = (int)e.out.size();
+        Bytes out(100);
+        Zeb8u* d = out.data();
+        int room = (int)out.size();
+        ZebStatus st = zebsDecodeLZ77DynamicHuffFull_8u(&p, &left, &d, &room, zebLZ77FlushNone, s.get());
+        EXPECT_TRUE(st != zebStsSrcShort || left == 0) << hclen << ": " << left << " bytes left";
     }
     // 316 lengths whose last run of 138 zeros starts at index 300, and every code of 4 bits
     // (over-subscribed): decoding stays within bounds, whatever it yields.

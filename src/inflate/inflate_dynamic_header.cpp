@@ -9,7 +9,9 @@
 
 namespace {
 
-enum { kLensBits = 22 }; // enough for any code-length symbol with its extra bits
+// Enough for any code-length symbol with its extra bits, and for the 16-bit escape taken when
+// no code matches, followed by the 7 extra bits of a run as for 18.
+enum { kLensBits = 16 + 7 };
 
 void build_code_length_code(ZebLZ77DecoderState* s)
 {
@@ -24,17 +26,22 @@ void build_code_length_code(ZebLZ77DecoderState* s)
     }
     memset(s->codeLenSymbol, kNoCodeLenSymbol, sizeof s->codeLenSymbol);
     memset(s->codeLenLength, 0, sizeof s->codeLenLength);
-    for (int sym = 0; sym < kCodeLenSymbols; ++sym) {
-        int len = (int)s->codeLenLens[sym];
-        if (len == 0)
-            continue;
-        unsigned c = next[len]++ & ((1u << len) - 1);
-        // Reversed over len bits (up to 7): the 10-bit reversal shifted right by 10 - len.
-        unsigned rev = ((unsigned)tablofinv[(int)(c & 31)] * 32u + tablofinv[(int)(c >> 5)]) >> (10 - len);
-        s->codeLenCodes[sym] = rev;
-        for (unsigned i = rev; i < kCodeLenTable; i += 1u << len) {
-            s->codeLenSymbol[i] = (Zeb8u)sym;
-            s->codeLenLength[i] = (Zeb8u)len;
+    // Canonical order (by length, then symbol), and an index once taken is kept: in an
+    // over-subscribed code the shorter code wins, whatever bits follow it.
+    for (int len = 1; len < 8; ++len) {
+        for (int sym = 0; sym < kCodeLenSymbols; ++sym) {
+            if ((int)s->codeLenLens[sym] != len)
+                continue;
+            unsigned c = next[len]++ & ((1u << len) - 1);
+            // Reversed over len bits (up to 7): the 10-bit reversal shifted right by 10 - len.
+            unsigned rev = ((unsigned)tablofinv[(int)(c & 31)] * 32u + tablofinv[(int)(c >> 5)]) >> (10 - len);
+            s->codeLenCodes[sym] = rev;
+            for (unsigned i = rev; i < kCodeLenTable; i += 1u << len) {
+                if (s->codeLenSymbol[i] != kNoCodeLenSymbol)
+                    continue;
+                s->codeLenSymbol[i] = (Zeb8u)sym;
+                s->codeLenLength[i] = (Zeb8u)len;
+            }
         }
     }
 }
@@ -64,13 +71,16 @@ void repeat_length(ZebLZ77DecoderState* s, Zeb16u value, int n)
 // Reads one code-length symbol with its extra bits; zebStsSrcShort when they are not all held.
 ZebStatus read_one_length(ZebLZ77DecoderState* s, InflateInput& in)
 {
+    if (in.count < kLensBits && in.left >= 8)
+        refill_fast(in);
     while (in.count < kLensBits && pull_byte(in)) {
     }
     int index = (int)(in.bits & (kCodeLenTable - 1));
     int sym = s->codeLenSymbol[index];
     int len = s->codeLenLength[index];
-    if (sym == kNoCodeLenSymbol) { // no code of up to 7 bits: 16 bits go, then a run as for 18
-        if (in.count < 16 + 7)
+    if (sym >= kCodeLenSymbols || len == 0 || len > 7) { // no code of up to 7 bits (the table
+        // of a copied state may hold anything): 16 bits go, then a run as for 18
+        if (in.count < kLensBits)
             return zebStsSrcShort;
         drop_bits(in, 16);
         sym = 18;

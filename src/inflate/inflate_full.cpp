@@ -6,14 +6,17 @@
 // pendingDist). Distances reaching before what this stream wrote plus a preset dictionary are
 // refused with zebStsError, so the history never yields bytes of another stream.
 //
-// While at least 12 source bytes and 266 bytes of room are left, the hot loop decodes without
-// per-symbol checks of input or room (one match of 258 bytes plus the 8 bytes a wide copy may
-// write past it); the loop below it handles the edges of both buffers one symbol at a time.
+// While at least 24 source bytes and 276 bytes of room are left, the hot loop decodes without
+// per-symbol checks of input or room (two literals and a match of 258 bytes, plus what a wide
+// copy may write past it); the loops below it handle the edges of both buffers.
 #include "inflate/inflate_internal.h"
 
 namespace {
 
-enum { kFastMargin = 12, kFastRoom = 258 + 8 };
+enum {
+    kFastMargin = 12,                // source bytes for one 8-byte refill per symbol
+    kHotRoom = 2 + 258 + kWideSlack, // room for a round of the hot loop
+};
 
 // Not a status of the interface: the symbol loop goes on.
 constexpr ZebStatus kGoOn = (ZebStatus)1;
@@ -23,29 +26,6 @@ struct FullOutput {
     Zeb8u* start;
     int room;
 };
-
-// A match with dist within the output, copied 8 bytes at a time; may write up to 7 bytes past
-// its end, which the caller's room covers.
-inline void copy_match_wide(Zeb8u* out, int dist, int len)
-{
-    const Zeb8u* from = out - dist;
-    Zeb8u* end = out + len;
-    if (dist >= 8) {
-        do {
-            zeb_store64(out, zeb_load64(from));
-            out += 8;
-            from += 8;
-        } while (out < end);
-    } else if (dist == 1) {
-        uint64_t v = 0x0101010101010101ull * *from;
-        do {
-            zeb_store64(out, v);
-            out += 8;
-        } while (out < end);
-    } else {
-        D_COPY1(from, out, len);
-    }
-}
 
 ZebStatus end_block(ZebLZ77DecoderState* s, InflateInput& in)
 {
@@ -82,9 +62,8 @@ ZebStatus emit_symbol(ZebLZ77DecoderState* s, const InflateSymbol& sym, InflateI
             return st;
         return o.room > 0 ? kGoOn : zebStsDstFull;
     }
-    if (sym.kind == kSymEnd)
-        return end_block(s, in);
-    return zebStsBadSize;
+    ZEB_CHECK(sym.kind == kSymEnd, zebStsBadSize); // an invalid symbol or distance code
+    return end_block(s, in);
 }
 
 // The hot loop: decodes while the margins hold and returns the first symbol it does not handle
@@ -93,28 +72,28 @@ template <class Code>
 InflateSymbol hot_loop(const Code& code, InflateInput& in, FullOutput& o, const Zeb8u* historyEnd,
                        int valid)
 {
-    while (in.left >= kFastMargin && o.room >= kFastRoom) {
-        refill_fast(in);
-        InflateSymbol sym = decode_symbol<false>(code, in.bits, in.count);
-        if (sym.kind == kSymLiteral) {
-            *o.out++ = (Zeb8u)sym.value;
-            --o.room;
+    HotBits h = hot_bits(in);
+    const Zeb8u* srcLast = in.src + (in.left - kHotMargin);
+    Zeb8u* out = o.out;
+    Zeb8u* const start = o.start;
+    Zeb8u* const outLast = o.out + (o.room - kHotRoom);
+    InflateSymbol stop{kSymNeedBits, 0, 0};
+    HotEntry e = hot_start(code, h);
+    while (h.src <= srcLast && out <= outLast) {
+        InflateSymbol sym = hot_round(code, h, e, [&out](unsigned v) { *out++ = (Zeb8u)v; });
+        if (sym.kind == kSymNeedBits)
             continue;
-        }
-        if (sym.kind != kSymMatch)
-            return sym;
-        int written = (int)(o.out - o.start);
-        if (sym.dist <= written) {
-            copy_match_wide(o.out, sym.dist, sym.value);
-            o.out += sym.value;
-        } else if (sym.dist <= written + valid) {
-            o.out = copy_match(o.out, o.start, historyEnd, sym.dist, sym.value);
+        if (sym.kind == kSymMatch && sym.dist <= (int)(out - start) + valid) {
+            out = copy_match_fast(out, start, historyEnd, sym.dist, sym.value);
         } else {
-            return sym;
+            stop = sym;
+            break;
         }
-        o.room -= sym.value;
     }
-    return InflateSymbol{kSymNeedBits, 0, 0};
+    end_hot_bits(in, h);
+    o.room -= (int)(out - o.out);
+    o.out = out;
+    return stop;
 }
 
 // The hot loop of the dynamic decoder.
@@ -141,7 +120,7 @@ ZebStatus decode_to_bytes(ZebLZ77DecoderState* s, const Code& code, InflateInput
 {
     for (;;) {
         InflateSymbol sym;
-        if (in.left >= kFastMargin && o.room >= kFastRoom) {
+        if (in.left >= kHotMargin && o.room >= kHotRoom) {
             sym = fast_symbols(code, in, o, s->historyBuf + kWindow, s->validRight);
             if (sym.kind == kSymNeedBits)
                 continue;

@@ -229,6 +229,13 @@ struct FixedCode {
         value = tabllv[i];
         need = (int)(kind & kKindBits);
     }
+    // The first level alone, and the second level of a link entry (the fixed code has none).
+    static inline void first(uint64_t b, unsigned& kind, unsigned& value)
+    {
+        kind = tablle[(int)(b & 511)];
+        value = tabllv[(int)(b & 511)];
+    }
+    static inline void second(uint64_t, unsigned&, unsigned&) {}
     static inline void dist(uint64_t b, unsigned& kind, unsigned& value, int& need)
     {
         int i = (int)(b & 31);
@@ -238,6 +245,8 @@ struct FixedCode {
     }
 };
 
+// The second-level index is kept inside the room by a mask that changes nothing for tables the
+// builders made, and bounds the look-up for tables a state never built (after Init or a copy).
 struct DynamicCode {
     const Zeb8u* litValues;
     const Zeb8u* litKinds;
@@ -249,6 +258,20 @@ struct DynamicCode {
         unsigned sub = (unsigned)(b >> kFirstBits) & ((1u << (m - kFirstBits)) - 1);
         return (int)(tablofinv[(int)sub] >> (15 - m));
     }
+    inline void first(uint64_t b, unsigned& kind, unsigned& value) const
+    {
+        kind = litKinds[(int)(b & 1023)];
+        value = litValues[(int)(b & 1023)];
+    }
+    inline void second(uint64_t b, unsigned& kind, unsigned& value) const
+    {
+        unsigned m = kind & kKindBits;
+        if (kind > kFirstBits && kind < 16) {
+            int i = 1024 + (((int)value * 2 + second_index(b, m)) & 511);
+            kind = litKinds[i];
+            value = litValues[i];
+        }
+    }
     inline void lit(uint64_t b, unsigned& kind, unsigned& value, int& need) const
     {
         int i = (int)(b & 1023);
@@ -256,7 +279,7 @@ struct DynamicCode {
         value = litValues[i];
         unsigned m = kind & kKindBits;
         if (m > kFirstBits) {
-            i = 1024 + (int)value * 2 + second_index(b, m);
+            i = 1024 + (((int)value * 2 + second_index(b, m)) & 511);
             kind = litKinds[i];
             value = litValues[i];
         }
@@ -269,7 +292,7 @@ struct DynamicCode {
         value = distValues[i];
         unsigned m = kind & kKindBits;
         if (m > kFirstBits) {
-            i = 1024 + (int)value + second_index(b, m);
+            i = 1024 + (((int)value + second_index(b, m)) & 255);
             kind = distKinds[i];
             value = distValues[i];
         }
@@ -334,6 +357,113 @@ inline InflateSymbol decode_symbol(const Code& code, uint64_t& bits, int& count)
     return InflateSymbol{dist == 0 ? kSymBadDist : kSymMatch, length, dist};
 }
 
+enum {
+    kHotMargin = 24,     // source bytes a round of a hot loop may read (three 8-byte refills)
+    kMaxSymbolBits = 48, // the longest symbol: 15 + 5 + 15 + 13 bits
+};
+
+// The bit input of a hot loop, held in the loop's locals: a byte store through an output
+// pointer could alias fields of the state or of InflateInput, and would force them to memory.
+struct HotBits {
+    const Zeb8u* src;
+    uint64_t bits;
+    int count;
+
+    // At least 56 bits from an 8-byte load; bits above the count may be left set.
+    void refill()
+    {
+        bits |= zeb_load64(src) << count;
+        src += (63 - count) >> 3;
+        count |= 56;
+    }
+    void drop(int n)
+    {
+        bits >>= n;
+        count -= n;
+    }
+};
+
+// The literal/length table entry of the next symbol, looked up ahead (see hot_round).
+struct HotEntry {
+    unsigned kind;
+    unsigned value;
+};
+
+// One round of a hot loop, on at least kHotMargin source bytes, with e the first-level entry of
+// the next symbol looked up on at least 10 bits held: a refill, then up to three literals
+// (handed to put), or fewer literals and one other symbol, returned with its bits consumed (a
+// match after a second refill when fewer than 48 bits are left). kSymNeedBits when the round
+// ends on a literal. Before a literal or a match returns, e is looked up for the next symbol
+// (after a third refill when fewer than 10 bits are left), so that the look-up overlaps the
+// copy and the next refill. A kind of at most 10 is a literal whole in the first level: its
+// kind is also the count of bits to drop.
+template <class Code, class Put>
+inline InflateSymbol hot_round(const Code& code, HotBits& h, HotEntry& e, Put put)
+{
+    h.refill();
+    unsigned kind = e.kind, value = e.value;
+    int need;
+    for (int literals = 0; kind <= kFirstBits;) {
+        put(value);
+        h.drop((int)kind);
+        code.first(h.bits, kind, value);
+        if (++literals == 3) {
+            e = HotEntry{kind, value};
+            return InflateSymbol{kSymNeedBits, 0, 0};
+        }
+    }
+    code.second(h.bits, kind, value);
+    if ((kind & 0xF0) == 0) { // a literal of more than 10 bits
+        put(value);
+        h.drop((int)(kind & kKindBits));
+        code.first(h.bits, e.kind, e.value);
+        return InflateSymbol{kSymNeedBits, 0, 0};
+    }
+    if (!(kind & kKindLength)) { // end of block or an invalid symbol
+        h.drop((int)(kind & kKindBits));
+        return InflateSymbol{(kind & kKindWhat) == kKindEndOfBlock ? kSymEnd : kSymBadLit, 0, 0};
+    }
+    if (h.count < kMaxSymbolBits)
+        h.refill();
+    h.drop((int)(kind & kKindBits));
+    int extra = (int)((kind >> 4) & 7);
+    int length = (int)value + 3 + (int)((Zeb32u)h.bits & ((1u << extra) - 1));
+    h.drop(extra);
+    code.dist(h.bits, kind, value, need);
+    h.drop((int)(kind & kKindBits));
+    extra = (int)(kind >> 4);
+    if (extra > 13)
+        return InflateSymbol{kSymBadDist, 0, 0};
+    int dist = (int)value + (int)((Zeb32u)h.bits & ((1u << extra) - 1));
+    h.drop(extra);
+    if (h.count < kFirstBits)
+        h.refill();
+    code.first(h.bits, e.kind, e.value);
+    return InflateSymbol{dist == 0 ? kSymBadDist : kSymMatch, length, dist};
+}
+
+// The hot loop's first refill and look-up.
+template <class Code>
+inline HotEntry hot_start(const Code& code, HotBits& h)
+{
+    h.refill();
+    HotEntry e;
+    code.first(h.bits, e.kind, e.value);
+    return e;
+}
+
+inline HotBits hot_bits(const InflateInput& in) { return HotBits{in.src, in.bits, in.count}; }
+
+inline void end_hot_bits(InflateInput& in, const HotBits& h)
+{
+    int used = (int)(h.src - in.src);
+    in.src = h.src;
+    in.left -= used;
+    in.taken += used;
+    in.bits = h.bits;
+    in.count = h.count;
+}
+
 // Fills the bit buffer to at least 56 bits from an 8-byte load; the caller guarantees 8 source
 // bytes. Bits above the count may be left set; mask_input() cleans them when the loop ends.
 inline void refill_fast(InflateInput& in)
@@ -365,6 +495,46 @@ inline void D_COPY1(const Zeb8u* pSrc, Zeb8u* pDst, int len)
         *pDst++ = *pSrc++;
 }
 
+enum { kWideSlack = 16 }; // bytes that copy_match_wide may write past the end of a match
+
+// Copies a match of len bytes (len >= 1) whose source lies dist bytes back in the same buffer,
+// in 8-byte words: the result is that of a forward byte copy, and up to kWideSlack - 1 bytes
+// past the match are overwritten, which the caller's room must hold.
+inline void copy_match_wide(Zeb8u* out, int dist, int len)
+{
+    const Zeb8u* from = out - dist;
+    Zeb8u* end = out + len;
+    if (dist >= 16) {
+        do {
+            uint64_t a = zeb_load64(from), b = zeb_load64(from + 8);
+            zeb_store64(out, a);
+            zeb_store64(out + 8, b);
+            out += 16;
+            from += 16;
+        } while (out < end);
+    } else if (dist >= 8) {
+        do {
+            zeb_store64(out, zeb_load64(from));
+            out += 8;
+            from += 8;
+        } while (out < end);
+    } else if (dist == 1) {
+        uint64_t v = 0x0101010101010101ull * *from;
+        do {
+            zeb_store64(out, v);
+            zeb_store64(out + 8, v);
+            out += 16;
+        } while (out < end);
+    } else {
+        // Each word read ends inside what the previous word wrote, whose first dist bytes are
+        // final: stepping by dist writes dist correct bytes per word.
+        do {
+            zeb_store64(out, zeb_load64(out - dist));
+            out += dist;
+        } while (out < end);
+    }
+}
+
 // Copies a match of n bytes at distance dist to out, where start is the first byte written by
 // this call and historyEnd the byte after the newest history byte; the caller has checked that
 // dist reaches no further back than the valid history.
@@ -378,6 +548,28 @@ inline Zeb8u* copy_match(Zeb8u* out, const Zeb8u* start, const Zeb8u* historyEnd
         n -= fromHistory;
     }
     D_COPY1(out - dist, out, n);
+    return out + n;
+}
+
+// copy_match for callers with kWideSlack bytes of room past the match: the history part is
+// also copied in 8-byte words, reading up to 7 bytes past historyEnd (still inside the history
+// region) and writing up to 7 bytes past that part, which the rest of the match or the slack
+// covers; the rest reads only bytes already final (see copy_match_wide).
+inline Zeb8u* copy_match_fast(Zeb8u* out, const Zeb8u* start, const Zeb8u* historyEnd, int dist,
+                              int n)
+{
+    int written = (int)(out - start);
+    if (dist > written) {
+        const Zeb8u* from = historyEnd - (dist - written);
+        int fromHistory = dist - written < n ? dist - written : n;
+        for (int i = 0; i < fromHistory; i += 8)
+            zeb_store64(out + i, zeb_load64(from + i));
+        out += fromHistory;
+        n -= fromHistory;
+        if (n == 0)
+            return out;
+    }
+    copy_match_wide(out, dist, n);
     return out + n;
 }
 

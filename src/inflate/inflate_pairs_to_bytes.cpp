@@ -46,6 +46,37 @@ ZebStatus emit_match(ZebLZ77DecoderState* s, PairsOutput& o, int dist, int len)
     return len > n ? zebStsDstFull : zebStsOk;
 }
 
+// Turns pairs into bytes while the room holds any match and its wide-copy slack, with the
+// pointers in locals (a byte store could alias them); stops at the first pair that needs care:
+// a match past the room, or an offset to refuse.
+void pairs_fast(const ZebLZ77DecoderState* s, ZebLZ77Pair*& src, int& left, PairsOutput& o)
+{
+    if (o.room < kWideSlack)
+        return;
+    ZebLZ77Pair* p = src;
+    ZebLZ77Pair* const end = src + left;
+    Zeb8u* out = o.out;
+    Zeb8u* const last = o.out + o.room - kWideSlack;
+    const Zeb8u* historyEnd = s->historyBuf + s->historyLen;
+    int valid = s->validLeft < s->historyLen ? s->validLeft : s->historyLen;
+    for (; p < end; ++p) {
+        int len = p->length, dist = p->offset;
+        if (dist == 0) {
+            if (out >= last)
+                break;
+            *out++ = (Zeb8u)len;
+            continue;
+        }
+        if (dist > (out - o.start) + valid || len > last - out)
+            break;
+        out = copy_match_fast(out, o.start, historyEnd, dist, len);
+    }
+    left -= (int)(p - src);
+    src = p;
+    o.room -= (int)(out - o.out);
+    o.out = out;
+}
+
 ZebStatus pairs_to_bytes(ZebLZ77DecoderState* s, ZebLZ77Pair*& src, int& left, PairsOutput& o)
 {
     if (s->pendingLen > 0) {
@@ -53,20 +84,24 @@ ZebStatus pairs_to_bytes(ZebLZ77DecoderState* s, ZebLZ77Pair*& src, int& left, P
         if (st != zebStsOk)
             return st;
     }
-    for (; left > 0; ++src, --left) {
+    while (left > 0) {
+        pairs_fast(s, src, left, o);
+        if (left == 0)
+            break;
         if (o.room == 0)
             return zebStsDstFull;
+        ZebStatus st = zebStsOk;
         if (src->offset == 0) {
             *o.out++ = (Zeb8u)src->length;
             --o.room;
-            continue;
+        } else {
+            st = emit_match(s, o, src->offset, src->length);
+            if (st == zebStsError) // refused: the pair is not consumed
+                return st;
         }
-        ZebStatus st = emit_match(s, o, src->offset, src->length);
-        if (st == zebStsDstFull) {
-            ++src;
-            --left;
-        }
-        if (st != zebStsOk)
+        ++src;
+        --left;
+        if (st != zebStsOk) // the rest of the match is pending
             return st;
     }
     return s->streamEnd ? zebStsStreamEnd : zebStsOk;

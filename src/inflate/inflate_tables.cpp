@@ -146,8 +146,14 @@ struct TableOut {
     Zeb8u* values8;   // literal/length values
     Zeb16u* values16; // distance values
     Zeb8u* kinds;
+    bool empty(int i) const { return kinds[i] == 0; }
+    // Writes an entry that no code has taken yet: in an over-subscribed set the shorter (then the
+    // lower) code keeps an index, so the entry a look-up finds on the low bits held never changes
+    // when more bits arrive, and a stream decodes alike however its input is split.
     void put(int i, unsigned kind, unsigned value) const
     {
+        if (kinds[i] != 0)
+            return;
         kinds[i] = (Zeb8u)kind;
         if (values8)
             values8[i] = (Zeb8u)value;
@@ -200,57 +206,67 @@ void mark_overflow(const TableOut& out, bool lengths, unsigned prefixIndex)
     out.put((int)prefixIndex, kind, 0);
 }
 
+// A code of len bits (at most 10) reversed, with the table of five-bit reversals.
+unsigned reverse_code(unsigned code, int len)
+{
+    unsigned r10 = ((unsigned)tablofinv[(int)(code & 31)] << 5) | tablofinv[(int)((code >> 5) & 31)];
+    return r10 >> (kFirstBits - len);
+}
+
+// Symbols with a code (length 1 to 15), in canonical order: by length, then by symbol (a
+// counting sort).
+int canonical_order(const Zeb16u* pLens, int numSymbols, Zeb16u* order)
+{
+    int at[17] = {};
+    for (int sym = 0; sym < numSymbols; ++sym)
+        if (pLens[sym] >= 1 && pLens[sym] <= 15)
+            ++at[pLens[sym] + 1];
+    for (int len = 2; len <= 16; ++len)
+        at[len] += at[len - 1];
+    for (int sym = 0; sym < numSymbols; ++sym)
+        if (pLens[sym] >= 1 && pLens[sym] <= 15)
+            order[at[pLens[sym]]++] = (Zeb16u)sym;
+    return at[15];
+}
+
 void build_table(const Zeb16u* pLens, const Zeb16u* pCount, int numSymbols, const TableOut& out,
                  const TableShape& shape)
 {
     if (numSymbols > kMaxLens)
         numSymbols = kMaxLens;
-    // First code of each length, canonical order.
-    unsigned next[16] = {};
+    unsigned next[16] = {}; // first code of each length
     unsigned code = 0;
     for (int len = 1; len <= 15; ++len) {
         next[len] = code;
         code = (code + pCount[len]) << 1;
     }
-    // Symbols with long codes, by length then symbol (canonical order), with their codes.
-    Zeb16u longSyms[kMaxLens];
-    unsigned longCodes[kMaxLens];
-    int numLong = 0;
-    for (int len = kFirstBits + 1; len <= 15; ++len)
-        for (int sym = 0; sym < numSymbols; ++sym)
-            if (pLens[sym] == len)
-                longSyms[numLong++] = (Zeb16u)sym;
-    unsigned nextLong[16];
-    for (int len = 0; len < 16; ++len)
-        nextLong[len] = next[len];
-    for (int sym = 0; sym < numSymbols; ++sym) {
-        int len = pLens[sym];
-        if (len == 0 || len > 15)
-            continue;
-        unsigned c = next[len]++ & ((1u << len) - 1);
+    Zeb16u order[kMaxLens];
+    unsigned codes[kMaxLens];
+    int n = canonical_order(pLens, numSymbols, order);
+    int firstLong = n;
+    for (int k = 0; k < n; ++k) {
+        int len = pLens[order[k]];
+        codes[k] = next[len]++ & ((1u << len) - 1);
         if (len <= kFirstBits)
-            fill_first_level(out, shape.lengths, sym, reverse_bits(c, len), len);
-    }
-    for (int k = 0; k < numLong; ++k) {
-        int len = pLens[longSyms[k]];
-        longCodes[k] = nextLong[len]++ & ((1u << len) - 1);
+            fill_first_level(out, shape.lengths, order[k], reverse_code(codes[k], len), len);
+        else if (firstLong == n)
+            firstLong = k;
     }
     // Second level: codes sharing a 10-bit prefix are neighbours in canonical order.
     int roomUsed = 0;
-    for (int k = 0; k < numLong;) {
-        int len = pLens[longSyms[k]];
-        unsigned prefix = longCodes[k] >> (len - kFirstBits);
+    for (int k = firstLong; k < n;) {
+        int len = pLens[order[k]];
+        unsigned prefix = codes[k] >> (len - kFirstBits);
         int end = k + 1, m = len;
-        while (end < numLong) {
-            int l2 = pLens[longSyms[end]];
-            if ((longCodes[end] >> (l2 - kFirstBits)) != prefix)
-                break;
-            m = l2;
-            ++end;
-        }
-        unsigned first = reverse_bits(prefix, kFirstBits);
+        while (end < n && (codes[end] >> (pLens[order[end]] - kFirstBits)) == prefix)
+            m = pLens[order[end++]];
+        unsigned first = reverse_code(prefix, kFirstBits);
         int size = 1 << (m - kFirstBits);
         int base = (roomUsed + 1) & ~1;
+        if (!out.empty((int)first)) { // taken by a shorter code of an over-subscribed set
+            k = end;
+            continue;
+        }
         if (base + size > shape.room) {
             mark_overflow(out, shape.lengths, first);
             k = end;
@@ -259,13 +275,12 @@ void build_table(const Zeb16u* pLens, const Zeb16u* pCount, int numSymbols, cons
         roomUsed = base + size;
         out.put((int)first, (unsigned)m, shape.lengths ? (unsigned)(base / 2) : (unsigned)base);
         for (; k < end; ++k) {
-            int sym = longSyms[k];
-            int l = pLens[sym];
+            int l = pLens[order[k]];
             unsigned kind, value;
             int extra;
-            if (!symbol_entry(sym, shape.lengths, kind, value, extra))
+            if (!symbol_entry(order[k], shape.lengths, kind, value, extra))
                 continue;
-            unsigned tail = longCodes[k] & ((1u << (l - kFirstBits)) - 1);
+            unsigned tail = codes[k] & ((1u << (l - kFirstBits)) - 1);
             int at = 1024 + base + (int)(tail << (m - l));
             for (int j = 0; j < (1 << (m - l)); ++j)
                 out.put(at + j, kind | (unsigned)(extra << 4) | (unsigned)l, value);

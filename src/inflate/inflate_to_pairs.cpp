@@ -40,13 +40,46 @@ ZebStatus find_flush_marker(InflateInput& in)
     }
 }
 
+// Decodes while at least kHotMargin source bytes and room for three pairs are left; returns the
+// first symbol that is not a literal or a match, or kSymNeedBits when a margin ran out.
+template <class Code>
+InflateSymbol hot_loop(const Code& code, InflateInput& in, ZebLZ77Pair*& dst, int& room)
+{
+    HotBits h = hot_bits(in);
+    const Zeb8u* srcLast = in.src + (in.left - kHotMargin);
+    ZebLZ77Pair* out = dst;
+    ZebLZ77Pair* const outLast = dst + (room - 3);
+    InflateSymbol stop{kSymNeedBits, 0, 0};
+    HotEntry e = hot_start(code, h);
+    while (h.src <= srcLast && out <= outLast) {
+        InflateSymbol sym =
+            hot_round(code, h, e, [&out](unsigned v) { *out++ = ZebLZ77Pair{(Zeb16u)v, 0}; });
+        if (sym.kind == kSymMatch) {
+            *out++ = ZebLZ77Pair{(Zeb16u)sym.value, (Zeb16u)sym.dist};
+        } else if (sym.kind != kSymNeedBits) {
+            stop = sym;
+            break;
+        }
+    }
+    end_hot_bits(in, h);
+    room -= (int)(out - dst);
+    dst = out;
+    return stop;
+}
+
 template <class Code>
 ZebStatus decode_to_pairs(ZebLZ77DecoderState* s, const Code& code, InflateInput& in,
                           ZebLZ77Pair*& dst, int& room)
 {
     for (;;) {
         InflateSymbol sym;
-        if (in.left >= kFastMargin) {
+        if (in.left >= kHotMargin && room >= 3) {
+            sym = hot_loop(code, in, dst, room);
+            if (room == 0)
+                return zebStsDstFull;
+            if (sym.kind == kSymNeedBits)
+                continue;
+        } else if (in.left >= kFastMargin) {
             refill_fast(in);
             sym = decode_symbol<false>(code, in.bits, in.count);
         } else {
@@ -62,10 +95,9 @@ ZebStatus decode_to_pairs(ZebLZ77DecoderState* s, const Code& code, InflateInput
             *dst++ = ZebLZ77Pair{(Zeb16u)sym.value, 0};
         } else if (sym.kind == kSymMatch) {
             *dst++ = ZebLZ77Pair{(Zeb16u)sym.value, (Zeb16u)sym.dist};
-        } else if (sym.kind == kSymEnd) {
-            return end_block(s, in);
         } else {
-            return zebStsBadSize;
+            ZEB_CHECK(sym.kind == kSymEnd, zebStsBadSize); // an invalid symbol or distance code
+            return end_block(s, in);
         }
         if (--room == 0)
             return zebStsDstFull;
