@@ -1,6 +1,6 @@
 // Byte Huffman: an arbitrary packed length table and arbitrary bits decode inside the
 // destination, with any source pieces; data coded with the table of its own frequencies,
-// packed and unpacked, decodes back.
+// packed and unpacked, decodes back; the table path and the code search agree.
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -41,6 +41,21 @@ void decode_arbitrary(const Zeb8u* data, int size, int piece, int cap)
         if (s1 != zebStsOk && s1 != zebStsBadSize)
             abort();
     }
+    // The same bits repeated past 4 KiB go through the table path in one call.
+    Bytes bits;
+    while (bits.size() < 4096 && size > tableLen)
+        bits.insert(bits.end(), data + tableLen, data + size);
+    if (bits.empty())
+        return;
+    const int wide = cap * 64;
+    Bytes dst(wide + 1, 0xA5);
+    Zeb32s room = wide;
+    ZebStatus s = zebsDecodeHuff_8u(bits.data(), (Zeb32s)bits.size(), dst.data(), &room, st.get());
+    if (s != zebStsOk || room < 0 || room > wide)
+        abort();
+    for (int i = room; i <= wide; ++i) // nothing written past the reported count
+        if (dst[i] != 0xA5)
+            abort();
 }
 
 void round_trip(const Zeb8u* data, int size)
@@ -75,6 +90,46 @@ void round_trip(const Zeb8u* data, int size)
         abort();
 }
 
+// Decodes src with a fresh state for the lengths: a first piece of the given size, then pieces
+// of the other size, all into at most cap symbols.
+Bytes decode_in_pieces(const Zeb32s len[256], const Bytes& src, size_t first, size_t piece,
+                       size_t cap)
+{
+    State st;
+    zebsDecodeHuffInit_8u(len, st.get());
+    Bytes out(cap);
+    size_t made = 0;
+    for (size_t at = 0, n = first; at < src.size() && made < cap; at += n, n = piece) {
+        n = src.size() - at < n ? src.size() - at : n;
+        Zeb32s room = (Zeb32s)(cap - made);
+        zebsDecodeHuff_8u(src.data() + at, (Zeb32s)n, out.data() + made, &room, st.get());
+        made += room;
+    }
+    out.resize(made);
+    return out;
+}
+
+// Calls of 4 KiB or more take the table path, shorter ones the code search: with a complete
+// code (from the frequencies of the input) both read the same symbols from the input repeated
+// past 4 KiB, and the state the table path leaves goes on as the other's in a last call.
+void table_and_search_agree(const Zeb8u* data, int size, size_t piece, bool roomForAll)
+{
+    Zeb32s freq[256] = {0}, len[256];
+    for (int i = 0; i < size; ++i)
+        ++freq[data[i]];
+    State enc;
+    if (zebsEncodeHuffInit_8u(freq, enc.get()) != zebStsOk)
+        abort();
+    zebsHuffGetLenCodeTable_8u(len, enc.get());
+    Bytes bits;
+    while (bits.size() < 4096 + 64)
+        bits.insert(bits.end(), data, data + size);
+    const size_t cap = roomForAll ? bits.size() * 8 : 1 + bits.size() / 2;
+    if (decode_in_pieces(len, bits, bits.size() - 64, 64, cap) !=
+        decode_in_pieces(len, bits, piece, piece, cap))
+        abort();
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
@@ -83,5 +138,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         return 0;
     decode_arbitrary(data + 2, (int)size - 2, 1 + data[0], 1 + data[1] * 5);
     round_trip(data, (int)size);
+    table_and_search_agree(data, (int)size, 1 + data[0] * 15u, (data[1] & 1) != 0);
     return 0;
 }

@@ -21,9 +21,11 @@ Bytes decode(const Zeb8u* unit, int len, int cap)
         Bytes dst(cap + 1, 0xA5);
         int dstLen = cap, before = len;
         st = zebsDecodeRLE_8u(&unit, &len, dst.data(), &dstLen);
-        if ((st != zebStsOk && st != zebStsDstFull) || dstLen < 0 || dstLen > cap ||
-            dst[cap] != 0xA5)
+        if ((st != zebStsOk && st != zebStsDstFull) || dstLen < 0 || dstLen > cap)
             abort();
+        for (int i = dstLen; i <= cap; ++i) // nothing written past the reported length
+            if (dst[i] != 0xA5)
+                abort();
         if (dstLen == 0 && len == before)
             abort(); // no progress although the destination holds any run
         out.insert(out.end(), dst.begin(), dst.begin() + dstLen);

@@ -55,20 +55,23 @@ Bytes encode(ZebHuffState* st, const Bytes& data, size_t piece)
     return out;
 }
 
-// Decodes count symbols, feeding the source in pieces of the given size.
-Bytes decode(const Table& len, const Bytes& coded, size_t count, size_t piece)
+// Decodes at most count symbols, feeding the source in a first piece of the given size, then
+// pieces of that size again or, given most, of random sizes up to most.
+Bytes decode(const Table& len, const Bytes& coded, size_t count, size_t first, size_t most = 0)
 {
+    std::mt19937 rng((uint32_t)(first ^ most));
     State st;
     EXPECT_EQ(zebsDecodeHuffInit_8u(len.data(), st.get()), zebStsOk);
     Bytes out(count);
     size_t made = 0;
-    for (size_t pos = 0; pos < coded.size() && made < count; pos += piece) {
-        bool last = pos + piece >= coded.size();
-        Zeb32s n = (Zeb32s)std::min(piece, coded.size() - pos);
+    for (size_t pos = 0, next = first; pos < coded.size() && made < count;) {
+        const size_t piece = std::min(next, coded.size() - pos);
         Zeb32s room = (Zeb32s)(count - made);
-        EXPECT_EQ(zebsDecodeHuff_8u(&coded[pos], n, &out[made], &room, st.get()), zebStsOk);
+        EXPECT_EQ(zebsDecodeHuff_8u(&coded[pos], (Zeb32s)piece, &out[made], &room, st.get()),
+                  zebStsOk);
         made += room;
-        EXPECT_TRUE(last || made < count);
+        pos += piece;
+        next = most ? 1 + rng() % most : first;
     }
     out.resize(made);
     return out;
@@ -235,8 +238,9 @@ TEST(ByteHuffman, PackedLengthTable)
 }
 
 // Length tables from outside (over-subscribed, incomplete, long, empty) and arbitrary bits:
-// the decoders stay inside their buffers (the sanitizer legs watch) and end. The fuzz target
-// huffman_decode goes further.
+// the decoders stay inside their buffers (the sanitizer legs watch), leave the destination
+// beyond the symbols they report as it was, and end. The fuzz target huffman_decode goes
+// further.
 TEST(ByteHuffman, OddTablesAndArbitraryBits)
 {
     std::mt19937 rng(13);
@@ -247,14 +251,43 @@ TEST(ByteHuffman, OddTablesAndArbitraryBits)
         for (int i = round % 7 == 0 ? 0 : 1 + rng() % 256; i > 0; --i)
             len[rng() % 256] = 1 + (Zeb32s)(rng() % (round % 2 ? 32 : 9));
         ASSERT_EQ(zebsDecodeHuffInit_8u(len.data(), st.get()), zebStsOk);
-        Bytes bits = zebtest::random_bytes(5 + rng() % 200, round % 3 ? 256 : 2, round);
-        Bytes out(1 + rng() % 500);
+        const size_t size = round % 5 == 0 ? 4096 + rng() % 2000 : 5 + rng() % 200;
+        Bytes bits = zebtest::random_bytes(size, round % 3 ? 256 : 2, round); // 4 KiB: the table
+        Bytes out(1 + rng() % (round % 5 == 0 ? 50000 : 500), 0xA5);
         Zeb32s room = (Zeb32s)out.size();
         ASSERT_EQ(zebsDecodeHuff_8u(bits.data(), (Zeb32s)bits.size(), out.data(), &room, st.get()),
                   zebStsOk);
-        EXPECT_TRUE(room <= (Zeb32s)out.size() && (round % 7 || room == 0));
+        ASSERT_TRUE(room <= (Zeb32s)out.size() && (round % 7 || room == 0));
+        EXPECT_EQ(std::count(out.begin() + room, out.end(), 0xA5), (long)out.size() - room)
+            << "written past the reported count";
         ZebStatus one = zebsDecodeHuffOne_8u(bits.data(), round % 8, &sym, st.get());
         EXPECT_TRUE(round % 7 ? one == zebStsOk || one == zebStsBadSize : one == zebStsBadSize);
+    }
+}
+
+// Calls of 4 KiB or more decode through a table and an 8-byte window, shorter ones by the code
+// search alone; both must read the same symbols from any bits, and the state the first leaves
+// must go on as the other's. Codes from skewed frequencies (lengths up to 24) over bits that
+// are sparse or rich in zero bytes exercise every hand-over between the two: a zero byte, a
+// long code, the source's last bytes, the destination's last symbol.
+TEST(ByteHuffman, TableAndCodeSearchAgreeOnArbitraryBits)
+{
+    std::mt19937 rng(21);
+    for (int round = 0; round < 60; ++round) {
+        Table freq(256, 0);
+        for (int sym = 0; sym < 256; ++sym)
+            if (rng() % 4 != 0)
+                freq[sym] = 1 + (Zeb32s)(rng() % (1u << (rng() % (round % 3 == 0 ? 4 : 22))));
+        freq[round] = 1;
+        State enc;
+        ASSERT_EQ(zebsEncodeHuffInit_8u(freq.data(), enc.get()), zebStsOk);
+        Table len = lengths_of(enc.get());
+        Bytes bits = zebtest::random_bytes(6000 + rng() % 3000, 256, round);
+        for (Zeb8u& b : bits) // zero bytes now and then, or often
+            b = rng() % (round % 2 ? 4 : 64) == 0 ? 0 : b;
+        const size_t count = round % 4 ? bits.size() * 8 : 1 + rng() % (bits.size() * 2);
+        Bytes table = decode(len, bits, count, 4096 + rng() % 1000, 4000);
+        ASSERT_TRUE(table == decode(len, bits, count, 1 + rng() % 4000, 4000)) << round;
     }
 }
 
@@ -298,6 +331,9 @@ TEST(ByteHuffman, SizesAndArgumentChecks)
     zebtest::HookSwap swap(zebtest::failing_malloc, free);
     ZebHuffState* none = (ZebHuffState*)(void*)&size;
     EXPECT_EQ(zebsDecodeHuffInitAlloc_8u(len.data(), &none), zebStsNullPtr);
+    EXPECT_EQ(none, nullptr);
+    none = (ZebHuffState*)(void*)&size;
+    EXPECT_EQ(zebsEncodeHuffInitAlloc_8u(freq.data(), &none), zebStsNullPtr);
     EXPECT_EQ(none, nullptr);
 }
 

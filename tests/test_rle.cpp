@@ -2,6 +2,7 @@
 // small size, decoding of arbitrary bytes, the argument checks.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <vector>
 
@@ -21,7 +22,10 @@ ZebStatus encode_once(const Zeb8u** src, int* srcLen, int cap, Bytes* coded)
     return st;
 }
 
-// Decodes one encoder call's output in calls with the given capacity.
+const Zeb8u kUnwritten = 0xA5;
+
+// Decodes one encoder call's output in calls with the given capacity. The destination beyond
+// the bytes a call reports must stay as it was.
 Bytes decode_unit(const Bytes& unit, int cap)
 {
     Bytes out;
@@ -29,11 +33,13 @@ Bytes decode_unit(const Bytes& unit, int cap)
     int srcLen = (int)unit.size();
     ZebStatus st = zebStsDstFull;
     while (st == zebStsDstFull) {
-        Bytes dst(cap);
+        Bytes dst(cap, kUnwritten);
         int dstLen = cap;
         st = zebsDecodeRLE_8u(&src, &srcLen, dst.data(), &dstLen);
         EXPECT_TRUE(st == zebStsOk || st == zebStsDstFull);
         EXPECT_TRUE(dstLen > 0 || st == zebStsOk) << "no progress";
+        EXPECT_EQ(std::count(dst.begin() + dstLen, dst.end(), kUnwritten), cap - dstLen)
+            << "written past the reported length";
         if (dstLen == 0 && st != zebStsOk)
             break;
         out.insert(out.end(), dst.begin(), dst.begin() + dstLen);
@@ -81,6 +87,28 @@ TEST(RLE, DocumentedTokens)
     EXPECT_EQ(dst, Bytes(7, 'a'));
 }
 
+// Every run length at every alignment of the destination: exactly the run and nothing beyond,
+// whether the destination ends right there or later.
+TEST(RLE, EveryRunLengthIsWrittenExactly)
+{
+    Bytes buf(16 + 257 + 8);
+    for (int len = 2; len <= 257; ++len) {
+        const Bytes unit = {'r', 'r', (Zeb8u)(len - 2)};
+        for (int offset = 0; offset < 16; ++offset) {
+            for (int slack : {0, 8}) {
+                std::fill(buf.begin(), buf.end(), kUnwritten);
+                const Zeb8u* src = unit.data();
+                int srcLen = 3, dstLen = len + slack;
+                ASSERT_EQ(zebsDecodeRLE_8u(&src, &srcLen, &buf[offset], &dstLen), zebStsOk);
+                ASSERT_EQ(dstLen, len);
+                ASSERT_EQ(std::count(buf.begin() + offset, buf.begin() + offset + len, 'r'), len);
+                ASSERT_EQ(std::count(buf.begin(), buf.end(), kUnwritten), (long)buf.size() - len)
+                    << "run of " << len << " at offset " << offset;
+            }
+        }
+    }
+}
+
 Bytes run_heavy(size_t len, uint32_t seed)
 {
     std::mt19937 rng(seed);
@@ -126,6 +154,10 @@ TEST(RLE, RoundTripsWithEveryDestinationSize)
             ASSERT_EQ(st, zebStsOk);
             ASSERT_TRUE(back == data) << "input " << which << " capacity " << cap;
         }
+        // The whole stream as one unit, decoded with room to spare or in pieces.
+        const Bytes unit = encode_all(data);
+        for (int cap : {(int)data.size() + 1000, 300 + (int)(rng() % 3000)})
+            ASSERT_TRUE(decode_unit(unit, cap) == data) << "input " << which << " room " << cap;
     }
 }
 

@@ -14,12 +14,15 @@
 // leading zeros of the next code. Runs of the all-zero code (maxLen zero bits) are emitted from
 // the count alone.
 //
-// Calls with at least 4 KiB of source first tabulate, on the stack, the codes that the top 11
-// bits of the accumulator decide by themselves (for text nearly all), and the pairs of codes
-// that they decide together. The loop over those codes keeps the same accumulator, refills and
-// bit counts as the code search (a pair skips the refill between its codes only where a later
-// refill catches up before the state is kept), so a call decodes the same symbols and leaves
-// the same state whether it uses the tables or not.
+// Calls with at least 4 KiB of source first tabulate, on the stack, the codes that the next 11
+// bits decide by themselves (for text nearly all), and the pairs of codes that they decide
+// together. The loop over those codes reads the stream through a 64-bit window refilled 8
+// bytes at a time and takes up to four codes per refill. It hands over to the code search for
+// everything else (a zero byte, a code the 11 bits do not decide, the last 8 source bytes, the
+// last symbol of the destination), first settling the state where the byte-wise refill would
+// have left it: the refill before each code tops the accumulator up to 17..24 bits, so after q
+// bits of the stream it has taken exactly the bytes that hold the first q + 17 bits. A call
+// thus decodes the same symbols and leaves the same state whether it uses the tables or not.
 //
 // Length tables from outside may be incomplete, over-subscribed or otherwise odd. Every table
 // index the decoder forms is checked against the symbols of its length, and a bit pattern that
@@ -140,6 +143,90 @@ inline void refill(const Zeb8u* src, Zeb32s srcLen, Zeb32s* in, Zeb32u* acc, int
     }
 }
 
+// Where the fast loop stands: the stream is the nBits pending bits of the accumulator, then
+// src[in ..). The loop leaves acc, nBits and in as the byte-wise refill would hold them.
+struct StreamPos {
+    const Zeb8u* src;
+    Zeb32s srcLen;
+    Zeb32s in;
+    Zeb32u acc;
+    int nBits;
+};
+
+// The state after `taken` bits of the stream have been decoded, the last refill having topped
+// the accumulator up to 17 bits or to the end of the source.
+void settle(StreamPos* s, int64_t taken)
+{
+    const int64_t need = taken + 17 - s->nBits; // source bits the refill has taken
+    Zeb32s bytes = need <= 0 ? 0 : (Zeb32s)((need + 7) >> 3);
+    if (bytes > s->srcLen - s->in)
+        bytes = s->srcLen - s->in;
+    Zeb32u acc = 0;
+    int nBits = 0;
+    Zeb32s k = 0; // next source byte, counted from in
+    if (taken < s->nBits) {
+        acc = s->acc << taken;
+        nBits = s->nBits - (int)taken;
+    } else {
+        const int64_t skip = taken - s->nBits;
+        k = (Zeb32s)(skip >> 3);
+        if (k < bytes) {
+            const int drop = (int)(skip & 7);
+            acc = (Zeb32u)s->src[s->in + k++] << (24 + drop);
+            nBits = 8 - drop;
+        }
+    }
+    for (; k < bytes; ++k, nBits += 8)
+        acc |= (Zeb32u)s->src[s->in + k] << (24 - nBits);
+    s->in += bytes;
+    s->acc = acc;
+    s->nBits = nBits;
+}
+
+inline uint64_t load_be64(const Zeb8u* p) { return __builtin_bswap64(zeb_load64(p)); }
+
+// One table step: the one or two codes the top 11 bits of the window decide, written at
+// dst[*out] (a lone code rewrites the byte after it with its own value). False when the bits
+// decide no code.
+inline bool take_codes(const Zeb32u pairTable[kFastEntries], uint64_t* window, int* avail,
+                       Zeb8u* dst, Zeb32s* out)
+{
+    const Zeb32u entry = pairTable[*window >> (64 - kFastBits)];
+    if (entry == 0)
+        return false;
+    const int both = (int)(entry >> 24);
+    const bool pair = both > (int)((entry >> 16) & 0xFF);
+    dst[*out] = (Zeb8u)entry;
+    dst[*out + 1] = pair ? (Zeb8u)(entry >> 8) : dst[*out + 1];
+    *out += pair ? 2 : 1;
+    *window <<= both;
+    *avail -= both;
+    return true;
+}
+
+// Decodes the codes the pair table decides while at least 8 source bytes remain and more than
+// four symbols of room: two table steps of up to two codes (22 bits) per refill of 56 or more.
+// Returns the symbols written; the state is settled behind the last of them.
+Zeb32s decode_fast(const Zeb32u pairTable[kFastEntries], StreamPos* s, Zeb8u* dst, Zeb32s room)
+{
+    const Zeb8u* p = s->src + s->in;
+    const Zeb8u* const start = p;
+    const Zeb8u* const lastLoad = s->src + s->srcLen - 8;
+    uint64_t window = (uint64_t)s->acc << 32;
+    int avail = s->nBits;
+    Zeb32s out = 0;
+    while (p <= lastLoad && room - out > 4) {
+        window |= load_be64(p) >> avail;
+        p += (63 - avail) >> 3;
+        avail |= 56;
+        if (!take_codes(pairTable, &window, &avail, dst, &out) ||
+            !take_codes(pairTable, &window, &avail, dst, &out))
+            break;
+    }
+    settle(s, (int64_t)s->nBits + 8 * (int64_t)(p - start) - avail);
+    return out;
+}
+
 } // namespace
 
 extern "C" ZEBAPI ZebStatus zebsDecodeHuffInit_8u(const Zeb32s codeLenTable[256],
@@ -188,29 +275,11 @@ extern "C" ZEBAPI ZebStatus zebsDecodeHuff_8u(const Zeb8u* pSrc, Zeb32s srcLen, 
     Zeb32s in = 0, out = 0;
     while (out < cap) {
         if (useTable && zeroBits == 0) {
-            // The common case in a tight loop: codes decided by the top 11 bits.
-            for (;;) {
-                refill(pSrc, srcLen, &in, &acc, &nBits);
-                Zeb32u entry = pairTable[acc >> (32 - kFastBits)];
-                int len1 = (int)(entry >> 16) & 0xFF, both = (int)(entry >> 24);
-                if (entry == 0 || len1 > nBits)
-                    break;
-                // Two codes at once, unless the second one would end the call: the refill
-                // skipped between them must happen before the state is kept.
-                if (both > len1 && both <= nBits && cap - out > 2) {
-                    pDst[out] = (Zeb8u)entry;
-                    pDst[out + 1] = (Zeb8u)(entry >> 8);
-                    out += 2;
-                    acc <<= both;
-                    nBits -= both;
-                    continue;
-                }
-                acc <<= len1;
-                nBits -= len1;
-                pDst[out++] = (Zeb8u)entry;
-                if (out == cap)
-                    goto done;
-            }
+            StreamPos pos = {pSrc, srcLen, in, acc, nBits};
+            out += decode_fast(pairTable, &pos, pDst + out, cap - out);
+            in = pos.in;
+            acc = pos.acc;
+            nBits = pos.nBits;
         }
         if (zeroBits >= maxLen) {
             pDst[out++] = (Zeb8u)dec.zeroSymbol;
@@ -239,7 +308,6 @@ extern "C" ZEBAPI ZebStatus zebsDecodeHuff_8u(const Zeb8u* pSrc, Zeb32s srcLen, 
         }
         pDst[out++] = (Zeb8u)match.symbol;
     }
-done:
     dec.acc = acc;
     dec.nBits = nBits;
     dec.zeroBits = zeroBits;

@@ -6,12 +6,14 @@
 // output of one encoder call is always decoded as one unit. There is no state: a call consumes
 // what fits and advances the caller's source pointer.
 //
-// Decoding speed is decided by the runs: their lengths vary, so any loop over a run's stores
-// mispredicts its exit once per token. While at least 272 bytes of room remain, a run is
-// therefore written with a fixed number of 16-byte stores for its class of length (up to 16,
-// 64 or 272 bytes), spilling past its end into room that later tokens overwrite. Near the end
-// of the destination runs are written exactly: byte by byte, or from 15 bytes on with 8-byte
-// stores after an unaligned head.
+// Decoding speed is decided by the runs: their lengths vary, so a loop over a run's stores
+// mispredicts its exit once per token. Where the tokens that follow are sure to write over it,
+// a run is written with a fixed number of 16-byte stores for its class of length (up to 16, 64
+// or 272 bytes), spilling past its end. They are sure to when 784 bytes of room are left before
+// the run (after it and its spill every later run still fits, so no token stops the call) and
+// 512 input bytes (every input byte gives at least two thirds of an output byte). Elsewhere a
+// run is written exactly, with overlapping stores. Either way the destination beyond the bytes
+// reported written is left as it was.
 #include "core/zeb_common.h"
 
 #include <emmintrin.h>
@@ -19,9 +21,10 @@
 namespace {
 
 enum {
-    kMaxRunCount = 256, // bytes after the first that one run token covers
-    kWideRunMin = 15,   // exact runs from this length on are written with 8-byte stores
-    kSpillRoom = 272    // 17 16-byte blocks: room for the longest run (257) written in blocks
+    kMaxRunCount = 256,  // bytes after the first that one run token covers
+    kSpillSize = 272,    // 17 16-byte blocks: the longest run (257) written in blocks
+    kSpillRoom = 784,    // room for a run, its spill and any later run: 257 + 270 + 257
+    kSpillInput = 512    // input left at a run token: what follows writes over the spill
 };
 
 // Number of bytes equal to b at p[0..limit), stopping at the first that differs.
@@ -40,20 +43,8 @@ inline int count_equal(const Zeb8u* p, int limit, Zeb8u b)
     return n;
 }
 
-// Writes len (>= 15) copies of b: one unaligned 8-byte store covers the head, aligned 8-byte
-// stores the middle and one more unaligned store the tail, all inside dst[0..len).
-inline void write_wide_run(Zeb8u* dst, int len, Zeb8u b)
-{
-    const uint64_t pattern = 0x0101010101010101ull * b;
-    zeb_store64(dst, pattern);
-    int i = 8 - (int)((uintptr_t)dst & 7);
-    for (; i + 8 <= len; i += 8)
-        zeb_store64(dst + i, pattern);
-    zeb_store64(dst + len - 8, pattern);
-}
-
-// Writes len (<= 257) copies of b in whole 16-byte blocks: 1, 4 or 17 of them, so up to
-// kSpillRoom bytes.
+// Writes len (2..257) copies of b in whole 16-byte blocks: 1, 4 or 17 of them, so up to
+// kSpillSize bytes.
 inline void write_run_spilling(Zeb8u* dst, int len, Zeb8u b)
 {
     const __m128i pattern = _mm_set1_epi8((char)b);
@@ -64,18 +55,46 @@ inline void write_run_spilling(Zeb8u* dst, int len, Zeb8u b)
         _mm_storeu_si128((__m128i*)(void*)(dst + i), pattern);
     if (len <= 64)
         return;
-    for (int i = 64; i < kSpillRoom; i += 16)
+    for (int i = 64; i < kSpillSize; i += 16)
         _mm_storeu_si128((__m128i*)(void*)(dst + i), pattern);
 }
 
+// Writes len (2..257) copies of b with stores of the replicated byte that overlap rather than
+// reach past the run: a loop over a run would mispredict its exit once per token. A run longer
+// than 32 bytes takes sixteen 16-byte stores, the k-th at min(16 k, len - 16) (those beyond the
+// run's end all land on its last 16 bytes); shorter ones two stores of 16, 8 or 4 bytes.
 inline void write_run(Zeb8u* dst, int len, Zeb8u b)
 {
-    if (len >= kWideRunMin) {
-        write_wide_run(dst, len, b);
+    if (len > 32) {
+        const __m128i pattern = _mm_set1_epi8((char)b);
+        const int last = len - 16;
+        for (int k = 0; k < 16; ++k)
+            _mm_storeu_si128((__m128i*)(void*)(dst + (16 * k < last ? 16 * k : last)), pattern);
+        if (len > 256) // 257: the stores cover 256 bytes
+            dst[256] = b;
         return;
     }
-    for (int i = 0; i < len; ++i)
-        dst[i] = b;
+    if (len >= 16) {
+        const __m128i pattern = _mm_set1_epi8((char)b);
+        _mm_storeu_si128((__m128i*)(void*)dst, pattern);
+        _mm_storeu_si128((__m128i*)(void*)(dst + len - 16), pattern);
+        return;
+    }
+    if (len >= 8) {
+        const uint64_t pattern = 0x0101010101010101ull * b;
+        zeb_store64(dst, pattern);
+        zeb_store64(dst + len - 8, pattern);
+        return;
+    }
+    if (len >= 4) {
+        const uint32_t pattern = 0x01010101u * b;
+        zeb_store32(dst, pattern);
+        zeb_store32(dst + len - 4, pattern);
+        return;
+    }
+    dst[0] = b;
+    dst[1] = b;
+    dst[len - 1] = b;
 }
 
 // Returns the number of bytes consumed; *written receives the bytes produced.
@@ -123,7 +142,7 @@ int decode_tokens(const Zeb8u* src, int srcLen, Zeb8u* dst, int cap, int* writte
             full = true;
             break;
         }
-        if (cap - out >= kSpillRoom)
+        if (cap - out >= kSpillRoom && srcLen - in >= kSpillInput)
             write_run_spilling(dst + out, count + 2, b);
         else
             write_run(dst + out, count + 2, b);
