@@ -412,16 +412,18 @@ inline InflateSymbol hot_round(const Code& code, HotBits& h, HotEntry& e, Put pu
             return InflateSymbol{kSymNeedBits, 0, 0};
         }
     }
-    code.second(h.bits, kind, value);
-    if ((kind & 0xF0) == 0) { // a literal of more than 10 bits
-        put(value);
-        h.drop((int)(kind & kKindBits));
-        code.first(h.bits, e.kind, e.value);
-        return InflateSymbol{kSymNeedBits, 0, 0};
-    }
-    if (!(kind & kKindLength)) { // end of block or an invalid symbol
-        h.drop((int)(kind & kKindBits));
-        return InflateSymbol{(kind & kKindWhat) == kKindEndOfBlock ? kSymEnd : kSymBadLit, 0, 0};
+    if (!(kind & kKindLength)) { // a link, end of block or an invalid symbol
+        code.second(h.bits, kind, value);
+        if ((kind & 0xF0) == 0) { // a literal of more than 10 bits
+            put(value);
+            h.drop((int)(kind & kKindBits));
+            code.first(h.bits, e.kind, e.value);
+            return InflateSymbol{kSymNeedBits, 0, 0};
+        }
+        if (!(kind & kKindLength)) {
+            h.drop((int)(kind & kKindBits));
+            return InflateSymbol{(kind & kKindWhat) == kKindEndOfBlock ? kSymEnd : kSymBadLit, 0, 0};
+        }
     }
     if (h.count < kMaxSymbolBits)
         h.refill();
@@ -495,29 +497,22 @@ inline void D_COPY1(const Zeb8u* pSrc, Zeb8u* pDst, int len)
         *pDst++ = *pSrc++;
 }
 
-enum { kWideSlack = 16 }; // bytes that copy_match_wide may write past the end of a match
+enum { kWideSlack = 40 }; // bytes that copy_match_wide may write past the end of a match
 
 // Copies a match of len bytes (len >= 1) whose source lies dist bytes back in the same buffer,
 // in 8-byte words: the result is that of a forward byte copy, and up to kWideSlack - 1 bytes
-// past the match are overwritten, which the caller's room must hold.
+// past the match are overwritten, which the caller's room must hold. From a distance of 8 on,
+// every word read lies wholly before the word written, so five words are copied whatever the
+// length (most matches are shorter than 40 bytes), and a loop only for longer ones.
 inline void copy_match_wide(Zeb8u* out, int dist, int len)
 {
     const Zeb8u* from = out - dist;
     Zeb8u* end = out + len;
-    if (dist >= 16) {
-        do {
-            uint64_t a = zeb_load64(from), b = zeb_load64(from + 8);
-            zeb_store64(out, a);
-            zeb_store64(out + 8, b);
-            out += 16;
-            from += 16;
-        } while (out < end);
-    } else if (dist >= 8) {
-        do {
+    if (dist >= 8) {
+        for (int i = 0; i < 40; i += 8)
+            zeb_store64(out + i, zeb_load64(from + i));
+        for (out += 40, from += 40; out < end; out += 8, from += 8)
             zeb_store64(out, zeb_load64(from));
-            out += 8;
-            from += 8;
-        } while (out < end);
     } else if (dist == 1) {
         uint64_t v = 0x0101010101010101ull * *from;
         do {
