@@ -10,8 +10,6 @@
 
 #include <immintrin.h>
 
-#define ZEB_TARGET_AVX2 __attribute__((target("avx2")))
-
 namespace {
 
 ZEB_TARGET_AVX2 inline Zeb32u sum_lanes(__m256i v)
