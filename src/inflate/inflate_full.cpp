@@ -6,7 +6,7 @@
 // pendingDist). Distances reaching before what this stream wrote plus a preset dictionary are
 // refused with zebStsError, so the history never yields bytes of another stream.
 //
-// While at least 24 source bytes and 276 bytes of room are left, the hot loop decodes without
+// While at least 24 source bytes and 300 bytes of room are left, the hot loop decodes without
 // per-symbol checks of input or room (two literals and a match of 258 bytes, plus what a wide
 // copy may write past it); the loops below it handle the edges of both buffers.
 #include "inflate/inflate_internal.h"
