@@ -307,7 +307,7 @@ inline DynamicCode dynamic_code(const ZebLZ77DecoderState* s)
 
 // Decodes one symbol from the bits held. kCareful: every part is checked against the bits held,
 // and nothing is consumed unless the whole symbol is there (kSymNeedBits otherwise). Without it
-// the caller guarantees at least 48 bits, the longest symbol.
+// the caller guarantees at least kMaxSymbolBits.
 template <bool kCareful, class Code>
 inline InflateSymbol decode_symbol(const Code& code, uint64_t& bits, int& count)
 {
@@ -359,7 +359,10 @@ inline InflateSymbol decode_symbol(const Code& code, uint64_t& bits, int& count)
 
 enum {
     kHotMargin = 24,     // source bytes a round of a hot loop may read (three 8-byte refills)
-    kMaxSymbolBits = 48, // the longest symbol: 15 + 5 + 15 + 13 bits
+    // The most bits a symbol may take: 15 + 5 + 15 + 13 for a valid code, but a state whose
+    // dynamic tables were never built (Init leaves their bytes as they were) may hold length
+    // entries with up to 7 extra bits.
+    kMaxSymbolBits = 15 + 7 + 15 + 13,
 };
 
 // The bit input of a hot loop, held in the loop's locals: a byte store through an output
@@ -392,10 +395,10 @@ struct HotEntry {
 // One round of a hot loop, on at least kHotMargin source bytes, with e the first-level entry of
 // the next symbol looked up on at least 10 bits held: a refill, then up to three literals
 // (handed to put), or fewer literals and one other symbol, returned with its bits consumed (a
-// match after a second refill when fewer than 48 bits are left). kSymNeedBits when the round
-// ends on a literal. Before a literal or a match returns, e is looked up for the next symbol
-// (after a third refill when fewer than 10 bits are left), so that the look-up overlaps the
-// copy and the next refill. A kind of at most 10 is a literal whole in the first level: its
+// match after a second refill when fewer than kMaxSymbolBits are left). kSymNeedBits when the
+// round ends on a literal. Before a literal or a match returns, e is looked up for the next
+// symbol (after a third refill when fewer than 10 bits are left), so that the look-up overlaps
+// the copy and the next refill. A kind of at most 10 is a literal whole in the first level: its
 // kind is also the count of bits to drop.
 template <class Code, class Put>
 inline InflateSymbol hot_round(const Code& code, HotBits& h, HotEntry& e, Put put)

@@ -1,7 +1,7 @@
 // Fixed and dynamic blocks (RFC 1951, BTYPE 01 and 10) decoded to literal/match pairs.
 //
 // Two bit-input tiers: while at least 12 source bytes remain, the fast loop tops the bit buffer
-// up to 56 bits or more with one 8-byte load and decodes a whole symbol (48 bits at most) without
+// up to 56 bits or more with one 8-byte load and decodes a whole symbol (50 bits at most) without
 // checks; below that, the careful loop decodes from the bits held, checking every part of the
 // symbol, and takes one more byte whenever the symbol is incomplete. A symbol is never half
 // consumed, so a call may stop on an empty source at any bit. When a call stops other than on an
