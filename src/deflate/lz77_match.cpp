@@ -54,15 +54,17 @@ Zeb32s ownLZ77MatchLength(const Zeb8u* a, const Zeb8u* b, Zeb32s maxLen)
 
 namespace {
 
-// One chain walk in progress: the position p and its bytes, the candidate in hand, the best
-// match so far and the test a candidate must pass to beat it.
+// One chain walk in progress.
 struct ChainWalk {
-    const Zeb8u* cur;
-    Zeb32s p, c, maxLen, probesLeft;
-    Zeb32u reach; // usable candidates lie 1 .. reach positions back
-    Zeb32s best, bestPos;
-    Zeb32s tailAt; // a candidate can beat best only when its bytes 0 .. best agree with p's:
-    Zeb32u tailMask, tail; // the four ending at best (the first three while best is 2) first
+    const Zeb8u* cur;          // the bytes of p
+    Zeb32s p, c;               // the position searched and the candidate in hand
+    Zeb32s maxLen, probesLeft;
+    Zeb32u reach;              // usable candidates lie 1 .. reach positions back
+    Zeb32s best, bestPos;      // the longest match so far (2: none)
+    // A candidate can beat best only when its bytes 0 .. best agree with p's: the four bytes
+    // ending at best (the first three while best is 2) are tested before the prefix is counted.
+    Zeb32s tailAt;
+    Zeb32u tailMask, tail;
 };
 
 // Starts a walk at p from the usable candidate c for a match longer than best. Bytes p .. p + 3
