@@ -18,13 +18,6 @@ enum {
 
 inline Zeb32s min32(Zeb32s a, Zeb32s b) { return a < b ? a : b; }
 
-inline Zeb16u load16(const Zeb8u* p)
-{
-    Zeb16u v;
-    memcpy(&v, p, sizeof v);
-    return v;
-}
-
 inline bool emit(OwnLZ77Sink& out, Zeb32u length, Zeb32u offset)
 {
     if (out.made == out.room)
@@ -59,6 +52,79 @@ Zeb32s ownLZ77MatchLength(const Zeb8u* a, const Zeb8u* b, Zeb32s maxLen)
     return len;
 }
 
+namespace {
+
+// One chain walk in progress.
+struct ChainWalk {
+    const Zeb8u* cur;          // the bytes of p
+    Zeb32s p, c;               // the position searched and the candidate in hand
+    Zeb32s maxLen, probesLeft;
+    Zeb32u reach;              // usable candidates lie 1 .. reach positions back
+    Zeb32s best, bestPos;      // the longest match so far (2: none)
+    // A candidate can beat best only when its bytes 0 .. best agree with p's: the four bytes
+    // ending at best (the first three while best is 2) are tested before the prefix is counted.
+    Zeb32s tailAt;
+    Zeb32u tailMask, tail;
+};
+
+// Starts a walk at p from the usable candidate c for a match longer than best. Bytes p .. p + 3
+// always exist, since maxLen >= 3 leaves two more bytes before the end.
+inline ChainWalk start_walk(const OwnLZ77Finder& f, Zeb32s p, Zeb32s c, Zeb32s maxLen,
+                            Zeb32s maxProbes, Zeb32s best, Zeb32s bestPos)
+{
+    ChainWalk w;
+    w.cur = f.src + (p - f.position);
+    w.p = p;
+    w.c = c;
+    w.maxLen = maxLen;
+    w.probesLeft = maxProbes;
+    w.reach = (Zeb32u)min32(kLZ77MaxDistance, p > f.lowest ? p - f.lowest : 0);
+    w.best = best;
+    w.bestPos = bestPos;
+    w.tailAt = best - 3 > 0 ? best - 3 : 0;
+    w.tailMask = best >= 3 ? 0xFFFFFFFFu : 0x00FFFFFFu;
+    w.tail = zeb_load32(w.cur + w.tailAt) & w.tailMask;
+    return w;
+}
+
+// Looks at the candidate in hand and moves to the next link. @return false when the walk ends.
+inline bool walk_step(const OwnLZ77Finder& f, ChainWalk& w)
+{
+    const Zeb8u* cand = ownLZ77Bytes(f, w.c);
+    if (((zeb_load32(cand + w.tailAt) & w.tailMask) ^ w.tail) == 0) {
+        Zeb32s len = ownLZ77MatchLength(cand, w.cur, w.maxLen);
+        if (len > w.best) {
+            w.best = len;
+            w.bestPos = w.c;
+            if (len >= w.maxLen)
+                return false;
+            w.tailAt = len - 3;
+            w.tailMask = 0xFFFFFFFFu;
+            w.tail = zeb_load32(w.cur + w.tailAt);
+        }
+    }
+    if (--w.probesLeft == 0)
+        return false;
+    w.c = f.prev[w.c & kLZ77LinkMask];
+    return (Zeb32u)(w.p - w.c - 1) < w.reach;
+}
+
+// Runs two independent walks in turn, so that the link loads of one overlap those of the other.
+inline void walk_both(const OwnLZ77Finder& f, ChainWalk& a, ChainWalk& b)
+{
+    bool moreA = true, moreB = true;
+    while (moreA && moreB) {
+        moreA = walk_step(f, a);
+        moreB = walk_step(f, b);
+    }
+    while (moreA && walk_step(f, a)) {
+    }
+    while (moreB && walk_step(f, b)) {
+    }
+}
+
+} // namespace
+
 Zeb32s ownLZ77LongestMatch(const OwnLZ77Finder& f, Zeb32s p, Zeb32s c, Zeb32s maxLen,
                            Zeb32s maxProbes, Zeb32s* pBestPos)
 {
@@ -68,35 +134,11 @@ Zeb32s ownLZ77LongestMatch(const OwnLZ77Finder& f, Zeb32s p, Zeb32s c, Zeb32s ma
 Zeb32s ownLZ77LongerMatch(const OwnLZ77Finder& f, Zeb32s p, Zeb32s c, Zeb32s maxLen,
                           Zeb32s maxProbes, Zeb32s best, Zeb32s* pBestPos)
 {
-    const Zeb8u* cur = f.src + (p - f.position);
-    Zeb16u tail = load16(cur + best - 1);
-    // Usable candidates lie 1 .. reach positions back: one unsigned compare per link.
-    Zeb32u reach = (Zeb32u)min32(kLZ77MaxDistance, p > f.lowest ? p - f.lowest : 0);
-    for (Zeb32s probes = 0;;) {
-        const Zeb8u* cand = ownLZ77Bytes(f, c);
-        // Skip candidates that differ in the two bytes a longer match than best must have.
-        while (load16(cand + best - 1) != tail) {
-            if (++probes == maxProbes)
-                return best;
-            c = f.prev[c & kLZ77LinkMask];
-            if ((Zeb32u)(p - c - 1) >= reach)
-                return best;
-            cand = ownLZ77Bytes(f, c);
-        }
-        Zeb32s len = ownLZ77MatchLength(cand, cur, maxLen);
-        if (len > best) {
-            best = len;
-            *pBestPos = c;
-            if (best >= maxLen)
-                return best;
-            tail = load16(cur + best - 1);
-        }
-        if (++probes == maxProbes)
-            return best;
-        c = f.prev[c & kLZ77LinkMask];
-        if ((Zeb32u)(p - c - 1) >= reach)
-            return best;
+    ChainWalk w = start_walk(f, p, c, maxLen, maxProbes, best, *pBestPos);
+    while (walk_step(f, w)) {
     }
+    *pBestPos = w.bestPos;
+    return w.best;
 }
 
 void ownLZ77ClearTable(Zeb32s* table, Zeb32s len)
@@ -223,6 +265,26 @@ inline bool acceptable(Zeb32s len, Zeb32s distance)
     return len > kLZ77MinMatch || (len == kLZ77MinMatch && distance <= kFarThreeByteMatch);
 }
 
+// The level 2 searches for any match at p (from c) and at p + 1 (from c1), as search_best
+// makes them; when both have a chain to walk, the two walks go together.
+inline void search_pair(const OwnLZ77Finder& f, Zeb32s p, Zeb32s c, Zeb32s c1, Zeb32s end,
+                        Zeb32s* pBest, Zeb32s* pBestPos, Zeb32s* pBest1, Zeb32s* pBestPos1)
+{
+    Zeb32s maxLen1 = min32(end - 4 - p, kLZ77MaxMatch);
+    if (maxLen1 < kLZ77MinMatch || !ownLZ77Usable(f, p, c) || !ownLZ77Usable(f, p + 1, c1)) {
+        *pBest = search_best(f, p, c, end, 2, pBestPos);
+        *pBest1 = search_best(f, p + 1, c1, end, 2, pBestPos1);
+        return;
+    }
+    ChainWalk here = start_walk(f, p, c, min32(end - 3 - p, kLZ77MaxMatch), kBestProbes, 2, 0);
+    ChainWalk next = start_walk(f, p + 1, c1, maxLen1, kBestProbes, 2, 0);
+    walk_both(f, here, next);
+    *pBest = here.best;
+    *pBestPos = here.bestPos;
+    *pBest1 = next.best;
+    *pBestPos1 = next.bestPos;
+}
+
 } // namespace
 
 Zeb32s ownLZ77ParseBest(const OwnLZ77Finder& f, Zeb32s end, OwnLZ77Sink& out)
@@ -234,18 +296,20 @@ Zeb32s ownLZ77ParseBest(const OwnLZ77Finder& f, Zeb32s end, OwnLZ77Sink& out)
         if (out.made == out.room)
             return p;
         Zeb32s c = ownLZ77Insert(f, p);
-        if (searchHere) {
-            best1 = search_best(f, p, c, end, 2, &bestPos1);
-            searchHere = false;
-        }
         // Look one position ahead without linking it. When the match at p is one to take, only
-        // a longer match at p + 1 matters, and the search may reject anything not longer.
-        Zeb32s distance = p - bestPos1;
-        bool takeable = acceptable(best1, distance);
-        Zeb32s bestPos2 = 0;
+        // a longer match at p + 1 matters, and the search may reject anything not longer; the
+        // search made together with p's finds any match, which decides the same.
         Zeb32s c2 = f.head[ownLZ77Hash(f.randVec, f.src + (p + 1 - f.position))];
-        Zeb32s best2 = search_best(f, p + 1, c2, end, takeable ? best1 : 2, &bestPos2);
-        if (takeable && best1 >= best2) {
+        Zeb32s best2 = 2, bestPos2 = 0;
+        if (searchHere) {
+            search_pair(f, p, c, c2, end, &best1, &bestPos1, &best2, &bestPos2);
+            searchHere = false;
+        } else {
+            Zeb32s shorter = acceptable(best1, p - bestPos1) ? best1 : 2;
+            best2 = search_best(f, p + 1, c2, end, shorter, &bestPos2);
+        }
+        Zeb32s distance = p - bestPos1;
+        if (acceptable(best1, distance) && best1 >= best2) {
             emit(out, (Zeb32u)best1, (Zeb32u)distance);
             ownLZ77InsertRange(f, p + 1, p + best1);
             p += best1;
