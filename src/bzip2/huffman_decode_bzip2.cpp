@@ -322,6 +322,82 @@ inline int decode_symbol(const DecodeTable* table, Zeb32u code, int* len)
     return table->sorted[table->base[k] + ((peek - table->limit[k]) >> (kLongLevels - 1 - k))];
 }
 
+// Whole groups with a 64-bit bit buffer refilled four bytes at a time, while the destination
+// has room for a group and the source holds more than a group's codes and the refill. The
+// byte-wise reader loads a byte only while fewer than kPeekBits bits are pending; on leaving,
+// the bytes loaded beyond that are handed back, so the accumulator, the source position and
+// every decoded symbol are exactly those of the byte-wise reader.
+struct FastGroups {
+    enum { kSourceMargin = (kGroupSize * kMaxDecodeLen) / 8 + 8 };
+    uint64_t acc; // pending bits at the top
+    int bits;
+    int loaded; // bytes taken from the source by this reader
+    const Zeb8u* src;
+    int left;
+
+    FastGroups(const BitReader& in)
+        : acc((uint64_t)in.code << 32), bits(in.bits), loaded(0), src(in.src), left(in.left)
+    {
+    }
+
+    void refill()
+    {
+        if (bits <= 32) {
+            Zeb32u word = zeb_load32(src);
+            word = word >> 24 | (word >> 8 & 0xFF00) | (word << 8 & 0xFF0000) | word << 24;
+            acc |= (uint64_t)word << (32 - bits);
+            src += 4, left -= 4, loaded += 4, bits += 32;
+        }
+    }
+    // Back to the byte-wise reader's state before the next symbol.
+    void hand_back(BitReader& in)
+    {
+        for (; loaded > 0 && bits - 8 >= kPeekBits; --loaded, bits -= 8)
+            --src, ++left;
+        acc &= ~(uint64_t)0 << (64 - bits);
+        in.code = (Zeb32u)(acc >> 32);
+        in.bits = bits;
+        in.src = src;
+        in.left = left;
+    }
+};
+
+// Decodes whole groups from *groupIndex on (*groupPos being 0) while both buffers surely hold
+// a group. The end-of-block symbol and a pattern that matches no code are left to the
+// byte-wise loop: the reader stops right before them, *groupPos symbols into their group.
+void decode_groups_fast(ZebDecodeHuffState_BZ2* s, BitReader& in, Zeb16u* dst, int capacity,
+                        int* groupIndex, int* groupPos)
+{
+    if (in.left < FastGroups::kSourceMargin || *groupPos != 0)
+        return;
+    FastGroups fast(in);
+    const Zeb8u* sel = selectors(s);
+    const int endOfBlock = s->alphabetSize - 1;
+    int g = *groupIndex;
+    for (; g < s->numSelectors && fast.left >= FastGroups::kSourceMargin &&
+           capacity - g * kGroupSize >= kGroupSize;
+         ++g) {
+        const DecodeTable* table = &s->tables[sel[g]];
+        Zeb16u* out = dst + g * kGroupSize;
+        for (int i = 0; i < kGroupSize; ++i) {
+            fast.refill();
+            int len = 0;
+            int symbol = decode_symbol(table, (Zeb32u)(fast.acc >> 32), &len);
+            if (ZEB_UNLIKELY(symbol < 0 || symbol == endOfBlock)) {
+                *groupPos = i;
+                *groupIndex = g;
+                fast.hand_back(in);
+                return;
+            }
+            fast.acc <<= len;
+            fast.bits -= len;
+            out[i] = (Zeb16u)symbol;
+        }
+    }
+    *groupIndex = g;
+    fast.hand_back(in);
+}
+
 } // namespace
 
 extern "C" ZEBAPI ZebStatus zebsDecodeHuff_BZ2_8u16u(Zeb32u* pCode, int* pCodeLenBits,
@@ -342,6 +418,7 @@ extern "C" ZEBAPI ZebStatus zebsDecodeHuff_BZ2_8u16u(Zeb32u* pCode, int* pCodeLe
     int groupIndex = pState->groupIndex, groupPos = pState->groupPos;
     ZebStatus status = zebStsOk;
     for (;;) {
+        decode_groups_fast(pState, in, pDst, capacity, &groupIndex, &groupPos);
         ZEB_CHECK(groupIndex < pState->numSelectors, zebStsBadContext);
         const DecodeTable* table = &pState->tables[sel[groupIndex]];
         int pos = groupIndex * kGroupSize + groupPos;
