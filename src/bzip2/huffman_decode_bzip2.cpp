@@ -322,14 +322,14 @@ inline int decode_symbol(const DecodeTable* table, Zeb32u code, int* len)
     return table->sorted[table->base[k] + ((peek - table->limit[k]) >> (kLongLevels - 1 - k))];
 }
 
-// Whole groups with a 64-bit bit buffer refilled four bytes at a time, while the destination
-// has room for a group and the source holds more than a group's codes and the refill. The
-// byte-wise reader loads a byte only while fewer than kPeekBits bits are pending; on leaving,
-// the bytes loaded beyond that are handed back, so the accumulator, the source position and
-// every decoded symbol are exactly those of the byte-wise reader.
+// Whole groups with a 64-bit bit buffer topped up to 56 or more bits before each symbol, while
+// the destination has room for a group and the source holds more than a group's codes and an
+// 8-byte load. The byte-wise reader loads a byte only while fewer than kPeekBits bits are
+// pending; on leaving, the bytes loaded beyond that are handed back, so the accumulator, the
+// source position and every decoded symbol are exactly those of the byte-wise reader.
 struct FastGroups {
     enum { kSourceMargin = (kGroupSize * kMaxDecodeLen) / 8 + 8 };
-    uint64_t acc; // pending bits at the top
+    uint64_t acc; // pending bits at the top; the bits below them are the source's next bits
     int bits;
     int loaded; // bytes taken from the source by this reader
     const Zeb8u* src;
@@ -342,12 +342,9 @@ struct FastGroups {
 
     void refill()
     {
-        if (bits <= 32) {
-            Zeb32u word = zeb_load32(src);
-            word = word >> 24 | (word >> 8 & 0xFF00) | (word << 8 & 0xFF0000) | word << 24;
-            acc |= (uint64_t)word << (32 - bits);
-            src += 4, left -= 4, loaded += 4, bits += 32;
-        }
+        acc |= __builtin_bswap64(zeb_load64(src)) >> bits;
+        const int taken = (63 - bits) >> 3;
+        src += taken, left -= taken, loaded += taken, bits += taken * 8;
     }
     // Back to the byte-wise reader's state before the next symbol.
     void hand_back(BitReader& in)
@@ -362,6 +359,23 @@ struct FastGroups {
     }
 };
 
+enum { kWideBits = 11 }; // the fast reader's first look-up
+
+// The fast reader's look-up of the next kWideBits bits: symbol | length << 12 for codes of at
+// most kWideBits bits, 0 where a longer code starts or no code does.
+void build_wide(const DecodeTable* table, Zeb16u* wide)
+{
+    for (int i = 0; i < 1 << kWideBits; ++i)
+        wide[i] = table->fast[i >> (kWideBits - kFastBits)];
+    const int step = 1 << (kPeekBits - kWideBits); // codes of 9..11 bits lie on these steps
+    for (int k = 0; k < table->levels && kFastBits + 1 + k <= kWideBits; ++k)
+        for (Zeb32u peek = table->limit[k]; peek < table->limit[k + 1]; peek += step) {
+            int symbol =
+                table->sorted[table->base[k] + ((peek - table->limit[k]) >> (kLongLevels - 1 - k))];
+            wide[peek / step] = (Zeb16u)(symbol | (kFastBits + 1 + k) << 12);
+        }
+}
+
 // Decodes whole groups from *groupIndex on (*groupPos being 0) while both buffers surely hold
 // a group. The end-of-block symbol and a pattern that matches no code are left to the
 // byte-wise loop: the reader stops right before them, *groupPos symbols into their group.
@@ -370,6 +384,9 @@ void decode_groups_fast(ZebDecodeHuffState_BZ2* s, BitReader& in, Zeb16u* dst, i
 {
     if (in.left < FastGroups::kSourceMargin || *groupPos != 0)
         return;
+    Zeb16u wide[kMaxTables][1 << kWideBits];
+    for (int t = 0; t < s->numTables; ++t)
+        build_wide(&s->tables[t], wide[t]);
     FastGroups fast(in);
     const Zeb8u* sel = selectors(s);
     const int endOfBlock = s->alphabetSize - 1;
@@ -378,11 +395,15 @@ void decode_groups_fast(ZebDecodeHuffState_BZ2* s, BitReader& in, Zeb16u* dst, i
            capacity - g * kGroupSize >= kGroupSize;
          ++g) {
         const DecodeTable* table = &s->tables[sel[g]];
+        const Zeb16u* look = wide[sel[g]];
         Zeb16u* out = dst + g * kGroupSize;
         for (int i = 0; i < kGroupSize; ++i) {
             fast.refill();
-            int len = 0;
-            int symbol = decode_symbol(table, (Zeb32u)(fast.acc >> 32), &len);
+            Zeb16u entry = look[fast.acc >> (64 - kWideBits)];
+            int len = entry >> 12;
+            int symbol = entry & 0xFFF;
+            if (entry == 0)
+                symbol = decode_symbol(table, (Zeb32u)(fast.acc >> 32), &len);
             if (ZEB_UNLIKELY(symbol < 0 || symbol == endOfBlock)) {
                 *groupPos = i;
                 *groupIndex = g;
