@@ -96,30 +96,80 @@ TEST(Version, RecordIsExact)
     EXPECT_STREQ(v->BuildDate, "Jul 11 2007");
 }
 
-// Lengths on both sides of every kernel switch (8192/16384/20480 bytes, 10240 elements), plus
-// the prefetching copy's page loop and tails.
-const int kCopyLengths[] = {1,    2,    7,    15,   16,    17,    63,    64,    65,    127,
-                            129,  8191, 8192, 8193, 16383, 16384, 16385, 20479, 20480, 20481,
-                            28672 + 4095 + 13};
-const int kSetLengths[] = {1, 3, 15, 16, 17, 64, 65, 100, 20479, 20480, 20481, 40000 + 7};
-const int kSet16Lengths[] = {1, 2, 7, 8, 9, 33, 10239, 10240, 10241, 20000 + 3};
+enum Kernel { kCopy, kSet, kZero, kSet16 };
 const size_t kGuard = 64;
 
-TEST(Vector, CopyMatchesAByteLoopAtEveryAlignment)
+// Runs one kernel over len elements at dst + da (from src + sa for the copy) and checks the
+// result and the guard bytes around it against memcpy/memset.
+void expect_kernel(Kernel kernel, int len, size_t sa, size_t da, const std::vector<Zeb8u>& src,
+                   std::vector<Zeb8u>& dst)
 {
-    auto src = zebtest::random_bytes(40000 + 2 * kGuard, 256, 7);
-    std::vector<Zeb8u> dst(40000 + 2 * kGuard), want;
-    for (int len : kCopyLengths) {
-        for (size_t sa = 0; sa < 32; ++sa) {
-            for (size_t da = 0; da < 32; ++da) {
-                std::fill(dst.begin(), dst.end(), 0x5A);
-                want = dst;
-                for (int i = 0; i < len; ++i)
-                    want[kGuard + da + i] = src[sa + i];
-                ASSERT_EQ(zebsCopy_8u(&src[sa], &dst[kGuard + da], len), zebStsOk);
-                ASSERT_TRUE(dst == want) << "len " << len << " src+" << sa << " dst+" << da;
-            }
+    std::fill(dst.begin(), dst.end(), 0x5A);
+    std::vector<Zeb8u> want = dst;
+    Zeb8u* out = &dst[kGuard + da];
+    ZebStatus status = zebStsError;
+    switch (kernel) {
+    case kCopy:
+        memcpy(&want[kGuard + da], &src[sa], (size_t)len);
+        status = zebsCopy_8u(&src[sa], out, len);
+        break;
+    case kSet:
+        memset(&want[kGuard + da], 0xC3, (size_t)len);
+        status = zebsSet_8u(0xC3, out, len);
+        break;
+    case kZero:
+        memset(&want[kGuard + da], 0, (size_t)len);
+        status = zebsZero_8u(out, len);
+        break;
+    case kSet16:
+        for (int i = 0; i < len; ++i) {
+            want[kGuard + da + 2 * i] = 0xEF;
+            want[kGuard + da + 2 * i + 1] = 0xBE;
         }
+        status = zebsSet_16s((Zeb16s)0xBEEF, (Zeb16s*)(void*)out, len);
+        break;
+    }
+    ASSERT_EQ(status, zebStsOk);
+    ASSERT_TRUE(dst == want) << "kernel " << kernel << " len " << len << " src+" << sa << " dst+"
+                             << da;
+}
+
+// Short lengths take the kernels' head and tail pieces (overlapping pieces of 4..32 bytes, whose
+// pattern phase depends on the offset): every length at every alignment of both sides.
+TEST(Vector, EveryShortLengthAtEveryAlignmentMatchesMemcpyAndMemset)
+{
+    const int kMaxLen = 300;
+    auto src = zebtest::random_bytes(kMaxLen + 32, 256, 11);
+    std::vector<Zeb8u> dst(2 * kMaxLen + 32 + 2 * kGuard);
+    for (int len = 1; len <= kMaxLen; ++len)
+        for (size_t da = 0; da < 32; ++da) {
+            for (size_t sa = 0; sa < 32; ++sa)
+                expect_kernel(kCopy, len, sa, da, src, dst);
+            for (Kernel fill : {kSet, kZero, kSet16})
+                expect_kernel(fill, len, 0, da, src, dst);
+        }
+}
+
+// Lengths on both sides of every kernel switch (8192/16384/20480 bytes, 10240 elements), plus
+// the prefetching copy's page loop and tails, at every alignment.
+TEST(Vector, LengthsAroundTheKernelSwitchesAtEveryAlignment)
+{
+    const int kCopyLengths[] = {8191, 8192, 8193, 16383, 16384, 16385, 20479, 20480, 20481,
+                                28672 + 4095 + 13};
+    const int kFillLengths[] = {20479, 20480, 20481, 40000 + 7};
+    const int kSet16Lengths[] = {10239, 10240, 10241, 20000 + 3};
+    auto src = zebtest::random_bytes(40000 + 2 * kGuard, 256, 7);
+    std::vector<Zeb8u> dst(41000 + 2 * kGuard);
+    for (size_t da = 0; da < 32; ++da) {
+        for (int len : kCopyLengths)
+            for (size_t sa = 0; sa < 32; ++sa)
+                expect_kernel(kCopy, len, sa, da, src, dst);
+        for (int len : kFillLengths) {
+            expect_kernel(kSet, len, 0, da, src, dst);
+            expect_kernel(kZero, len, 0, da, src, dst);
+        }
+        for (int len : kSet16Lengths)
+            expect_kernel(kSet16, len, 0, da, src, dst);
     }
 }
 
@@ -133,81 +183,6 @@ TEST(Vector, MoveHandlesOverlapBothWays)
             memmove(&want[to], &want[from], (size_t)len);
             ASSERT_EQ(zebsMove_8u(&buf[from], &buf[to], len), zebStsOk);
             ASSERT_TRUE(buf == want) << "len " << len << " shift " << shift;
-        }
-    }
-}
-
-TEST(Vector, SetAndZeroFillExactlyTheRange)
-{
-    std::vector<Zeb8u> dst(41000 + 2 * kGuard);
-    for (int len : kSetLengths) {
-        for (size_t da = 0; da < 32; ++da) {
-            for (int zero = 0; zero < 2; ++zero) {
-                std::fill(dst.begin(), dst.end(), 0x11);
-                std::vector<Zeb8u> want = dst;
-                Zeb8u val = zero ? 0 : 0xC3;
-                std::fill_n(want.begin() + kGuard + da, len, val);
-                ZebStatus st = zero ? zebsZero_8u(&dst[kGuard + da], len)
-                                    : zebsSet_8u(val, &dst[kGuard + da], len);
-                ASSERT_EQ(st, zebStsOk);
-                ASSERT_TRUE(dst == want) << "len " << len << " dst+" << da << " zero " << zero;
-            }
-        }
-    }
-}
-
-TEST(Vector, Set16FillsAtEveryByteAlignment)
-{
-    std::vector<Zeb8u> dst(2 * 20003 + 2 * kGuard);
-    const Zeb16s val = (Zeb16s)0xBEEF;
-    Zeb8u lo = 0xEF, hi = 0xBE;
-    for (int len : kSet16Lengths) {
-        for (size_t da = 0; da < 32; ++da) { // odd addresses included
-            std::fill(dst.begin(), dst.end(), 0x22);
-            std::vector<Zeb8u> want = dst;
-            for (int i = 0; i < len; ++i) {
-                want[kGuard + da + 2 * i] = lo;
-                want[kGuard + da + 2 * i + 1] = hi;
-            }
-            ASSERT_EQ(zebsSet_16s(val, (Zeb16s*)(void*)&dst[kGuard + da], len), zebStsOk);
-            ASSERT_TRUE(dst == want) << "len " << len << " dst+" << da;
-        }
-    }
-}
-
-// Short lengths take the kernels' head and tail pieces (overlapping pieces of 4..32 bytes, whose
-// pattern phase depends on the offset); each result is checked with its guard bytes around it.
-TEST(Vector, EveryShortLengthAtEveryAlignmentMatchesMemcpyAndMemset)
-{
-    const size_t kMaxLen = 300, kSpan = kMaxLen + 32 + 2 * kGuard;
-    auto src = zebtest::random_bytes(kSpan, 256, 11);
-    std::vector<Zeb8u> dst(kSpan), want(kSpan);
-    for (int len = 1; len <= (int)kMaxLen; ++len) {
-        for (size_t da = 0; da < 32; ++da) {
-            Zeb8u* out = &dst[kGuard + da];
-            for (size_t sa = 0; sa < 32; ++sa) {
-                std::fill(dst.begin(), dst.end(), 0x5A);
-                want = dst;
-                memcpy(&want[kGuard + da], &src[sa], (size_t)len);
-                ASSERT_EQ(zebsCopy_8u(&src[sa], out, len), zebStsOk);
-                ASSERT_TRUE(dst == want) << "copy len " << len << " src+" << sa << " dst+" << da;
-            }
-            std::fill(dst.begin(), dst.end(), 0x5A);
-            want = dst;
-            memset(&want[kGuard + da], 0xC3, (size_t)len);
-            ASSERT_EQ(zebsSet_8u(0xC3, out, len), zebStsOk);
-            ASSERT_TRUE(dst == want) << "set len " << len << " dst+" << da;
-            memset(&want[kGuard + da], 0, (size_t)len);
-            ASSERT_EQ(zebsZero_8u(out, len), zebStsOk);
-            ASSERT_TRUE(dst == want) << "zero len " << len << " dst+" << da;
-            if ((size_t)len * 2 <= kMaxLen) {
-                for (int i = 0; i < len; ++i) {
-                    want[kGuard + da + 2 * i] = 0xEF;
-                    want[kGuard + da + 2 * i + 1] = 0xBE;
-                }
-                ASSERT_EQ(zebsSet_16s((Zeb16s)0xBEEF, (Zeb16s*)(void*)out, len), zebStsOk);
-                ASSERT_TRUE(dst == want) << "set16 len " << len << " dst+" << da;
-            }
         }
     }
 }
