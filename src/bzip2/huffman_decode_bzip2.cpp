@@ -328,7 +328,8 @@ inline int decode_symbol(const DecodeTable* table, Zeb32u code, int* len)
 // pending; on leaving, the bytes loaded beyond that are handed back, so the accumulator, the
 // source position and every decoded symbol are exactly those of the byte-wise reader.
 struct FastGroups {
-    enum { kSourceMargin = (kGroupSize * kMaxDecodeLen) / 8 + 8 };
+    // Loaded during a group: its codes and up to 64 bits ahead of them; then one more load.
+    enum { kSourceMargin = (64 + kGroupSize * kMaxDecodeLen) / 8 + 8 };
     uint64_t acc; // pending bits at the top; the bits below them are the source's next bits
     int bits;
     int loaded; // bytes taken from the source by this reader
