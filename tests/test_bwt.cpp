@@ -9,8 +9,7 @@
 
 #include "test_support.h"
 
-namespace
-{
+namespace {
 
 #if defined(__i386__) || defined(__SANITIZE_ADDRESS__)
 const int kScale = 4;

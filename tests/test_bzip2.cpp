@@ -17,8 +17,7 @@
 #include <bzlib.h>
 #endif
 
-namespace
-{
+namespace {
 
 using namespace zebbz2;
 

@@ -19,8 +19,7 @@
 
 #include <algorithm>
 
-namespace
-{
+namespace {
 
 enum {
     kAlphabet = 256,

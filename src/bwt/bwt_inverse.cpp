@@ -13,8 +13,7 @@
 // len steps on a vector that is not one cycle; the output then repeats that cycle.)
 #include "core/zeb_common.h"
 
-namespace
-{
+namespace {
 
 enum {
     kPackedLimit = 1 << 24,  // positions that fit above the byte in a 32-bit entry

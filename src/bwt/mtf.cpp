@@ -11,8 +11,7 @@ struct ZebMTFState_8u {
     Zeb8u list[256];
 };
 
-namespace
-{
+namespace {
 
 enum { kListSize = 256 };
 

@@ -11,8 +11,7 @@
 
 using namespace zeb_bzip2;
 
-namespace
-{
+namespace {
 
 enum {
     kFastBits = 8,
@@ -53,8 +52,7 @@ struct ZebDecodeHuffState_BZ2 {
 };
 static_assert(sizeof(ZebDecodeHuffState_BZ2) <= kStateFixedSize, "the documented state size");
 
-namespace
-{
+namespace {
 
 inline Zeb8u* selectors(ZebDecodeHuffState_BZ2* s)
 {
@@ -301,8 +299,7 @@ extern "C" ZEBAPI ZebStatus zebsUnpackHuffContext_BZ2_8u16u(Zeb32u* pCode, int* 
     return status;
 }
 
-namespace
-{
+namespace {
 
 // Decodes one symbol from the 20 buffered bits; -1 for a pattern that matches no code.
 inline int decode_symbol(const DecodeTable* table, Zeb32u code, int* len)

@@ -22,8 +22,7 @@ struct ZebEncodeHuffState_BZ2 {
     Zeb32u capacitySeal;
 };
 
-namespace
-{
+namespace {
 
 enum {
     kFieldsSize = 24,
@@ -384,8 +383,7 @@ extern "C" ZEBAPI ZebStatus zebsPackHuffContext_BZ2_16u8u(Zeb32u* pCode, int* pC
     return out.lost() ? zebStsDstFull : zebStsOk;
 }
 
-namespace
-{
+namespace {
 
 // Codes symbols [from, to) of the block with 64-bit stores of the accumulator while the
 // destination has room for a whole group; returns the first symbol not coded. The accumulator

@@ -14,8 +14,7 @@ struct ZebEncodeRLEState_BZ2 {
 };
 static_assert(sizeof(ZebEncodeRLEState_BZ2) == 264, "the documented state size");
 
-namespace
-{
+namespace {
 
 enum { kRunStart = 4, kRunMax = 259 };
 

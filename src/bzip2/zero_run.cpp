@@ -6,8 +6,7 @@
 // the destination does it measure each run against `boundTab`, the longest run k digits reach.
 #include "bzip2/bzip2_internal.h"
 
-namespace
-{
+namespace {
 
 enum { kRunA = 0, kRunB = 1, kMargin = 20 };
 
