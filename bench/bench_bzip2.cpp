@@ -8,8 +8,7 @@
 #include <bzlib.h>
 #endif
 
-namespace
-{
+namespace {
 
 const size_t kBlocks = 3, kBlock = 900000;
 
