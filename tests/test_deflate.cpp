@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "deflate/deflate_tables.h"
+#include "deflate_stream.h"
 #include "test_support.h"
 
 #ifdef ZEBDC_HAVE_ZLIB
@@ -27,41 +28,8 @@ constexpr size_t kScale = 4; // qemu and the sanitizers run the same cases on sm
 constexpr size_t kScale = 1;
 #endif
 
-using Pairs = std::vector<ZebLZ77Pair>;
-using Bytes = std::vector<Zeb8u>;
+using namespace zebdeflate;
 
-struct Encoder {
-    ZebLZ77EncoderState* state = nullptr;
-    Encoder(int level, ZebLZ77Checksum kind)
-    {
-        EXPECT_EQ(zebsEncodeLZ77InitAlloc_8u((ZebLZ77Level)level, kind, &state), zebStsOk);
-    }
-    ~Encoder() { zebsLZ77Free_8u(state); }
-    Encoder(const Encoder&) = delete;
-    Encoder& operator=(const Encoder&) = delete;
-};
-
-Bytes text_like(size_t len, uint32_t seed)
-{
-    static const char* const kWords[] = {"the ", "compression ", "of ", "data ", "and ",
-                                         "window ", "match ", "a ", "literal ", "deflate\n"};
-    std::mt19937 rng(seed);
-    Bytes out;
-    while (out.size() < len)
-        for (const char* c = kWords[rng() % 10]; *c && out.size() < len; ++c)
-            out.push_back((Zeb8u)*c);
-    return out;
-}
-
-Bytes runs(size_t len, uint32_t seed)
-{
-    std::mt19937 rng(seed);
-    Bytes out;
-    while (out.size() < len)
-        out.insert(out.end(), std::min<size_t>(1 + rng() % 300, len - out.size()),
-                   (Zeb8u)(rng() % 4));
-    return out;
-}
 
 // All pairs of one call with room for all of them.
 Pairs pairs_of(const Bytes& data, int level, ZebLZ77Flush flush = zebLZ77FlushNone)
@@ -98,162 +66,6 @@ Bytes expand(const Pairs& pairs)
             out.push_back(out[out.size() - p.offset]);
     }
     return out;
-}
-
-// ---------------------------------------------------------------------------------------------
-// A whole compressor assembled from the stages, as a host would write it.
-// ---------------------------------------------------------------------------------------------
-
-enum Framing { kRaw, kZlib, kGzip };
-enum Mode { kAuto = -1, kFixed = 0, kDynamic = 1, kStored = 2, kRotate = 3 };
-
-struct Options {
-    int level = 1;
-    Framing framing = kZlib;
-    Mode mode = kAuto;
-    size_t chunk = 1 << 16;
-    int pairRoom = 65280; // pairs per LZ77 call
-    int byteRoom = 1 << 16; // destination bytes per writer call
-    bool ownPairs = true;   // the state's pairs buffer, or one of ours
-    int flushEvery = 0;     // chunks between mid-stream flushes
-    ZebLZ77Flush midFlush = zebLZ77FlushSync;
-};
-
-struct Stream {
-    Bytes bytes;
-    std::vector<size_t> fullFlushEnds; // stream offsets just after each full-flush marker,
-    std::vector<size_t> fullFlushInput; // with the input offsets they correspond to
-};
-
-ZebLZ77Checksum kind_of(Framing f)
-{
-    return f == kZlib ? zebLZ77ChecksumAdler32 : f == kGzip ? zebLZ77ChecksumCRC32
-                                                            : zebLZ77ChecksumNone;
-}
-
-// Calls a writer with o.byteRoom bytes at a time until it stops asking for room.
-template <class Call>
-ZebStatus drain(Bytes& out, int byteRoom, Call&& call)
-{
-    ZebStatus st;
-    do {
-        Bytes room((size_t)byteRoom);
-        Zeb8u* dst = room.data();
-        Zeb32s dstLen = byteRoom;
-        st = call(&dst, &dstLen);
-        EXPECT_EQ(dst - room.data(), byteRoom - dstLen);
-        out.insert(out.end(), room.data(), dst);
-    } while (st == zebStsDstFull);
-    return st;
-}
-
-void write_block(Encoder& enc, Stream& s, const Options& o, Pairs::const_iterator pairsBegin,
-                 Zeb32s n, const Zeb8u* raw, Zeb32s rawLen, ZebLZ77Flush flush, int block,
-                 bool expectEnd)
-{
-    ASSERT_EQ(zebsEncodeLZ77SetStatus_8u(zebLZ77StatusHuffman, enc.state), zebStsOk);
-    int mode = o.mode == kRotate ? block % 3 : (int)o.mode;
-    if (mode == kAuto && n > 0) {
-        Zeb32s chosen = -1;
-        ASSERT_EQ(zebsEncodeLZ77SelectHuffMode_8u(&*pairsBegin, n, &chosen, enc.state), zebStsOk);
-        ASSERT_TRUE(chosen == 0 || chosen == 1);
-        mode = chosen;
-    }
-    ZebStatus st = zebStsOk;
-    if (mode == kStored) { // LEN is at most 65535: longer sources go in several blocks
-        if (!expectEnd && flush == zebLZ77FlushFinal) // BFINAL follows the flush alone here
-            flush = zebLZ77FlushNone;
-        Zeb32s done = 0;
-        do {
-            Zeb32s piece = std::min<Zeb32s>(rawLen - done, 65535);
-            bool last = done + piece == rawLen;
-            static Zeb8u none;
-            Zeb8u* src = raw ? const_cast<Zeb8u*>(raw + done) : &none;
-            Zeb32s left = piece;
-            st = drain(s.bytes, o.byteRoom, [&](Zeb8u** d, Zeb32s* dl) {
-                return zebsEncodeLZ77StoredBlock_8u(&src, &left, d, dl,
-                                                    last ? flush : zebLZ77FlushNone, enc.state);
-            });
-            ASSERT_EQ(left, 0);
-            done += piece;
-        } while (done < rawLen);
-    } else {
-        Pairs copy(pairsBegin, pairsBegin + n); // the writers take pairs through a pointer
-        ZebLZ77Pair* src = copy.data();
-        Zeb32s left = n;
-        st = drain(s.bytes, o.byteRoom, [&](Zeb8u** d, Zeb32s* dl) {
-            return mode == kFixed
-                       ? zebsEncodeLZ77FixedHuff_8u(&src, &left, d, dl, flush, enc.state)
-                       : zebsEncodeLZ77DynamicHuff_8u(&src, &left, d, dl, flush, enc.state);
-        });
-        ASSERT_EQ(left, 0);
-    }
-    ASSERT_EQ(st, expectEnd ? zebStsStreamEnd : zebStsOk);
-    if (mode != kStored && (flush == zebLZ77FlushSync || flush == zebLZ77FlushFull)) {
-        ASSERT_GE(s.bytes.size(), 4u);
-        ASSERT_EQ(0, memcmp(&s.bytes[s.bytes.size() - 4], "\x00\x00\xFF\xFF", 4));
-    }
-}
-
-Stream compress(const Bytes& data, const Options& o)
-{
-    Stream s;
-    if (o.framing == kZlib)
-        s.bytes = {0x78, 0x9C};
-    if (o.framing == kGzip)
-        s.bytes = {0x1F, 0x8B, 8, 0, 0, 0, 0, 0, 0, 0xFF};
-    Encoder enc(o.level, kind_of(o.framing));
-    Pairs own((size_t)o.pairRoom);
-    size_t chunks = data.empty() ? 1 : (data.size() + o.chunk - 1) / o.chunk;
-    int block = 0;
-    for (size_t c = 0; c < chunks; ++c) {
-        size_t begin = c * o.chunk, len = std::min(o.chunk, data.size() - begin);
-        bool lastChunk = c + 1 == chunks;
-        ZebLZ77Flush chunkFlush = lastChunk ? zebLZ77FlushFinal
-                                  : o.flushEvery && (c + 1) % o.flushEvery == 0 ? o.midFlush
-                                                                               : zebLZ77FlushNone;
-        Zeb8u* src = const_cast<Zeb8u*>(data.data() + begin);
-        Zeb32s srcLen = (Zeb32s)len;
-        do {
-            zebsEncodeLZ77SetStatus_8u(zebLZ77StatusLZ77, enc.state);
-            ZebLZ77Pair* buf = own.data();
-            Zeb32s ind = 0, bufLen = 0, room = o.pairRoom;
-            if (o.ownPairs) {
-                zebsEncodeLZ77GetPairs_8u(&buf, &ind, &bufLen, enc.state);
-                room = std::min(room, bufLen);
-            }
-            ZebLZ77Pair* dst = buf;
-            const Zeb8u* before = src;
-            ZebStatus st = zebsEncodeLZ77_8u(&src, &srcLen, &dst, &room, chunkFlush, enc.state);
-            EXPECT_EQ(st, srcLen == 0 ? zebStsOk : zebStsDstFull);
-            Zeb32s made = (Zeb32s)(dst - buf);
-            // The writers ask for a final block on every call of the last chunk: only the one
-            // after which the LZ77 stage holds no input may carry BFINAL.
-            ZebLZ77Flush flush = lastChunk ? zebLZ77FlushFinal
-                                 : srcLen == 0 ? chunkFlush
-                                               : zebLZ77FlushNone;
-            Pairs made_pairs(buf, buf + made);
-            write_block(enc, s, o, made_pairs.begin(), made, before, (Zeb32s)(src - before),
-                        flush, block++, lastChunk && srcLen == 0);
-            if (o.ownPairs) { // the pairs made become the block: pairs length = index
-                Zeb32s len2 = -1;
-                zebsEncodeLZ77GetPairs_8u(&buf, &ind, &len2, enc.state);
-                EXPECT_EQ(len2, made);
-            }
-        } while (srcLen > 0);
-        if (chunkFlush == zebLZ77FlushFull) {
-            s.fullFlushEnds.push_back(s.bytes.size());
-            s.fullFlushInput.push_back(begin + len);
-        }
-    }
-    zebsEncodeLZ77SetStatus_8u(zebLZ77StatusFinal, enc.state);
-    if (o.framing != kRaw) {
-        ZebStatus st = drain(s.bytes, o.byteRoom, [&](Zeb8u** d, Zeb32s* dl) {
-            return zebsEncodeLZ77Flush_8u(d, dl, enc.state);
-        });
-        EXPECT_EQ(st, zebStsOk);
-    }
-    return s;
 }
 
 #ifdef ZEBDC_HAVE_ZLIB
@@ -305,7 +117,7 @@ TEST(Deflate, StateSizeInitAtAnyAddressAndLifecycle)
     ASSERT_EQ(zebsEncodeLZ77GetSize_8u(nullptr), zebStsNullPtr);
     ASSERT_EQ(zebsEncodeLZ77GetSize_8u(&size), zebStsOk);
     ASSERT_EQ(size, 598928);
-    Bytes data = text_like(100000 / kScale, 3);
+    Bytes data = zebtest::text_like(100000 / kScale, 3);
     Pairs want = pairs_of(data, 2);
     for (size_t offset : {0, 1, 3, 7}) { // the block ends exactly at the documented size
         Zeb8u* mem = (Zeb8u*)malloc((size_t)size + offset);
@@ -479,7 +291,7 @@ TEST(Deflate, EachLevelMakesTheDocumentedPairs)
 // A pairs destination of m entries: exactly m pairs per call, the same pairs as one call.
 TEST(Deflate, SmallPairDestinationsGiveTheSamePairs)
 {
-    Bytes data = text_like(150000 / kScale, 4);
+    Bytes data = zebtest::text_like(150000 / kScale, 4);
     for (size_t i = 0; i < data.size(); i += 7919) // some far repeats and literals
         data[i] = (Zeb8u)i;
     for (int level : {0, 1, 2}) {
@@ -510,7 +322,7 @@ TEST(Deflate, SmallPairDestinationsGiveTheSamePairs)
 // After a full flush no match reaches before the flushed call's end.
 TEST(Deflate, NoMatchReachesBackAcrossAFullFlush)
 {
-    Bytes part = text_like(5000, 6);
+    Bytes part = zebtest::text_like(5000, 6);
     for (int level : {0, 1, 2}) {
         Encoder enc(level, zebLZ77ChecksumNone);
         Pairs out(20000);
@@ -595,7 +407,7 @@ TEST(Deflate, WritersGiveTheDocumentedBits)
     // a block asked to be final while the LZ77 stage holds input is not final.
     for (int room1 : {1, 64}) {
         Encoder sync(1, zebLZ77ChecksumNone);
-        Bytes data = text_like(3000, 8);
+        Bytes data = zebtest::text_like(3000, 8);
         Pairs pairs(10);
         Zeb8u* src = data.data();
         Zeb32s srcLen = (Zeb32s)data.size(), dstLen = 10;
@@ -635,9 +447,9 @@ TEST(Deflate, ZlibRestoresStreamsAtEveryLevelModeAndFraming)
     struct Data {
         const char* name;
         Bytes bytes;
-    } kinds[] = {{"text", text_like(300000 / kScale, 1)},
+    } kinds[] = {{"text", zebtest::text_like(300000 / kScale, 1)},
                  {"random", zebtest::random_bytes(100000 / kScale, 256, 2)},
-                 {"runs", runs(200000 / kScale, 3)},
+                 {"runs", zebtest::runs(200000 / kScale, 3)},
                  {"alphabet4", zebtest::random_bytes(100000 / kScale, 4, 4)}};
     for (const Data& d : kinds)
         for (int level : {0, 1, 2})
@@ -656,7 +468,7 @@ TEST(Deflate, ZlibRestoresStreamsAtEveryLevelModeAndFraming)
 
 TEST(Deflate, ZlibRestoresStreamsWrittenInSmallPieces)
 {
-    Bytes data = text_like(60000 / kScale, 11);
+    Bytes data = zebtest::text_like(60000 / kScale, 11);
     data.insert(data.end(), 3000, 'x');
     Bytes noise = zebtest::random_bytes(5000, 256, 12);
     data.insert(data.end(), noise.begin(), noise.end());
@@ -680,7 +492,7 @@ TEST(Deflate, ZlibRestoresStreamsWrittenInSmallPieces)
 
 TEST(Deflate, ZlibRestoresStreamsWithSyncAndFullFlushes)
 {
-    Bytes data = text_like(200000 / kScale, 13);
+    Bytes data = zebtest::text_like(200000 / kScale, 13);
     for (int level : {0, 1, 2})
         for (ZebLZ77Flush flush : {zebLZ77FlushSync, zebLZ77FlushFull})
             for (size_t chunk : {size_t(777), size_t(40000)}) {

@@ -8,6 +8,7 @@
 #include <memory>
 #include <vector>
 
+#include "deflate_stream.h"
 #include "test_support.h"
 
 #ifdef ZEBDC_HAVE_ZLIB
@@ -200,29 +201,15 @@ void expect_both_ways(const Bytes& stream, const Bytes& want, size_t srcChunk, s
     EXPECT_EQ(two.end, stream.size()) << what;
 }
 
+// Random, runs, text-like, or long matches at distance 1 and 32768.
 Bytes sample(int kind, size_t len)
 {
-    Bytes d;
-    switch (kind) {
-    case 0: return zebtest::random_bytes(len);
-    case 1: // runs of random lengths
-        for (uint32_t i = 0; d.size() < len; ++i)
-            d.insert(d.end(), 1 + (i * 7919) % 300, (Zeb8u)(i * 37));
-        break;
-    case 2: { // text-like: words from a small vocabulary
-        static const char* kWords[] = {"the ", "quick ", "brown ", "fox ", "jumps ", "over ", "lazy ", "dog. "};
-        auto pick = zebtest::random_bytes(len, 8, 3);
-        for (size_t i = 0; d.size() < len; ++i)
-            d.insert(d.end(), kWords[pick[i]], kWords[pick[i]] + strlen(kWords[pick[i]]));
-        break;
-    }
-    default: { // long matches at distance 1 and 32768
-        d.assign(40000, 'a');
-        Bytes r = zebtest::random_bytes(32768, 256, 9);
-        d.insert(d.end(), r.begin(), r.end());
-        d.insert(d.end(), r.begin(), r.end());
-    }
-    }
+    if (kind < 3)
+        return kind == 0 ? zebtest::random_bytes(len)
+                         : kind == 1 ? zebtest::runs(len) : zebtest::text_like(len);
+    Bytes d(40000, 'a'), r = zebtest::random_bytes(32768, 256, 9);
+    d.insert(d.end(), r.begin(), r.end());
+    d.insert(d.end(), r.begin(), r.end());
     d.resize(len);
     return d;
 }
@@ -262,43 +249,29 @@ Bytes zlib_deflate(const Bytes& data, const ZlibOptions& o)
     return out;
 }
 
-TEST(Inflate, ZlibLevelsAndDataBothWays)
+TEST(Inflate, ZlibLevelsStrategiesWindowsAndFlushes)
 {
+    std::vector<ZlibOptions> cases;
+    auto add = [&](int level, int strategy, int windowBits, int memLevel, int flush) {
+        cases.emplace_back();
+        ZlibOptions& o = cases.back();
+        o.level = level, o.strategy = strategy, o.windowBits = windowBits, o.memLevel = memLevel;
+        o.flush = flush, o.piece = flush == Z_NO_FLUSH ? 0 : 777;
+    };
+    for (int level = 0; level <= 9; ++level)
+        add(level, Z_DEFAULT_STRATEGY, -15, 8, Z_NO_FLUSH);
+    for (int strategy : {Z_FILTERED, Z_HUFFMAN_ONLY, Z_RLE, Z_FIXED})
+        add(6, strategy, -15, 8, Z_NO_FLUSH);
+    for (int i = 0; i < 9; ++i) // every windowBits 9..15 and every memLevel 1..9
+        add(6, Z_DEFAULT_STRATEGY, -(9 + i * 6 / 8), 1 + i, Z_NO_FLUSH);
+    for (int flush : {Z_SYNC_FLUSH, Z_FULL_FLUSH, Z_PARTIAL_FLUSH, Z_BLOCK})
+        for (int level : {0, 1, 6})
+            add(level, Z_DEFAULT_STRATEGY, -15, 8, flush);
     for (int kind = 0; kind < 4; ++kind) {
-        Bytes data = sample(kind, 120000 / kScale);
-        for (int level = 0; level <= 9; ++level) {
-            ZlibOptions o;
-            o.level = level;
-            expect_both_ways(zlib_deflate(data, o), data, 1 << 20, 1 << 20, {},
-                             ("kind " + std::to_string(kind) + " level " + std::to_string(level)).c_str());
-        }
-    }
-}
-
-TEST(Inflate, ZlibStrategiesWindowsMemLevelsAndFlushes)
-{
-    Bytes data = sample(2, 60000 / kScale);
-    Bytes runs = sample(1, 20000);
-    data.insert(data.end(), runs.begin(), runs.end());
-    for (int strategy : {Z_DEFAULT_STRATEGY, Z_FILTERED, Z_HUFFMAN_ONLY, Z_RLE, Z_FIXED}) {
-        ZlibOptions o;
-        o.strategy = strategy;
-        expect_both_ways(zlib_deflate(data, o), data, 1 << 20, 1 << 20, {}, "strategy");
-    }
-    for (int i = 0; i < 9; ++i) { // every windowBits 9..15 and every memLevel 1..9
-        ZlibOptions o;
-        o.windowBits = -(9 + i * 6 / 8);
-        o.memLevel = 1 + i;
-        expect_both_ways(zlib_deflate(data, o), data, 1 << 20, 1 << 20, {}, "window");
-    }
-    for (int flush : {Z_SYNC_FLUSH, Z_FULL_FLUSH, Z_PARTIAL_FLUSH, Z_BLOCK}) {
-        ZlibOptions o;
-        o.flush = flush;
-        o.piece = 777;
-        for (int level : {0, 1, 6}) {
-            o.level = level;
-            expect_both_ways(zlib_deflate(data, o), data, 1 << 20, 1 << 20, {}, "flush");
-        }
+        Bytes data = sample(kind, (kind == 3 ? 110000 : 30000) / kScale);
+        for (size_t i = 0; i < cases.size(); ++i)
+            expect_both_ways(zlib_deflate(data, cases[i]), data, 1 << 20, 1 << 20, {},
+                             ("kind " + std::to_string(kind) + " case " + std::to_string(i)).c_str());
     }
 }
 
@@ -415,40 +388,13 @@ TEST(Inflate, CopyStateContinuesIdentically)
 #endif // ZEBDC_HAVE_ZLIB
 
 // A raw stream from this library's own encoder: pairs at the given level, then fixed, dynamic or
-// stored blocks, the last one final.
+// stored blocks of at most blockPairs pairs, the last one final.
 Bytes our_deflate(const Bytes& data, int level, int mode, int blockPairs = 65280)
 {
-    ZebLZ77EncoderState* e = nullptr;
-    EXPECT_EQ(zebsEncodeLZ77InitAlloc_8u((ZebLZ77Level)level, zebLZ77ChecksumNone, &e), zebStsOk);
-    std::vector<ZebLZ77Pair> pairs(65280);
-    Bytes out(data.size() * 2 + 1024);
-    Zeb8u* src = (Zeb8u*)data.data();
-    Zeb32s left = (Zeb32s)data.size();
-    Zeb8u* dst = out.data();
-    Zeb32s room = (Zeb32s)out.size();
-    ZebStatus st;
-    do {
-        zebsEncodeLZ77SetStatus_8u(zebLZ77StatusLZ77, e);
-        Zeb8u* blockStart = src;
-        ZebLZ77Pair* pd = pairs.data();
-        Zeb32s np = mode == 2 ? 250 : blockPairs; // 250 pairs: at most 64500 bytes
-        zebsEncodeLZ77_8u(&src, &left, &pd, &np, zebLZ77FlushFinal, e);
-        zebsEncodeLZ77SetStatus_8u(zebLZ77StatusHuffman, e);
-        ZebLZ77Pair* ps = pairs.data();
-        Zeb32s n = (Zeb32s)(pd - ps);
-        Zeb32s raw = (Zeb32s)(src - blockStart);
-        if (mode == 2) // BFINAL whenever asked for
-            st = zebsEncodeLZ77StoredBlock_8u(&blockStart, &raw, &dst, &room,
-                                              left ? zebLZ77FlushNone : zebLZ77FlushFinal, e);
-        else if (mode == 1)
-            st = zebsEncodeLZ77DynamicHuff_8u(&ps, &n, &dst, &room, zebLZ77FlushFinal, e);
-        else
-            st = zebsEncodeLZ77FixedHuff_8u(&ps, &n, &dst, &room, zebLZ77FlushFinal, e);
-    } while (left > 0 && st == zebStsOk);
-    EXPECT_EQ(st, zebStsStreamEnd);
-    out.resize((size_t)(dst - out.data()));
-    zebsLZ77Free_8u(e);
-    return out;
+    zebdeflate::Options o;
+    o.level = level, o.framing = zebdeflate::kRaw, o.mode = (zebdeflate::Mode)mode;
+    o.pairRoom = blockPairs;
+    return zebdeflate::compress(data, o).bytes;
 }
 
 TEST(Inflate, OurEncoderStreamsBothWays)
@@ -596,20 +542,19 @@ TEST(Inflate, RefusesFarDistancesAndInvalidSymbols)
         w.put(0, 32); // room for the fast paths
         return w.out;
     };
-    Bytes first = fixed([](BitWriter& w) { w.fixed_match3(0); });
-    Bytes secondTooFar = fixed([](BitWriter& w) { w.fixed_literal('x'); w.fixed_match3(1); });
-    Bytes lit286 = fixed([](BitWriter& w) { w.code(0xC6, 8); });
-    Bytes dist30 = fixed([](BitWriter& w) { w.fixed_literal('x'); w.code(1, 7); w.code(30, 5); });
-    for (size_t chunk : {(size_t)1, (size_t)1000}) {
-        EXPECT_EQ(decode_one_stage(first, chunk, 100).status, zebStsError);
-        EXPECT_EQ(decode_two_stage(first, chunk, 100).status, zebStsError);
-        EXPECT_EQ(decode_one_stage(secondTooFar, chunk, 100).status, zebStsError);
-        EXPECT_EQ(decode_two_stage(secondTooFar, chunk, 100).status, zebStsError);
-        EXPECT_EQ(decode_one_stage(lit286, chunk, 100).status, zebStsBadSize);
-        EXPECT_EQ(decode_two_stage(dist30, chunk, 100).status, zebStsBadSize);
-        EXPECT_EQ(decode_one_stage(dist30, chunk, 100).status, zebStsBadSize);
-    }
-    EXPECT_EQ(decode_two_stage(lit286, 1000, 100).status, zebStsBadSize);
+    const struct {
+        Bytes stream;
+        ZebStatus want;
+    } refused[] = {{fixed([](BitWriter& w) { w.fixed_match3(0); }), zebStsError},
+                   {fixed([](BitWriter& w) { w.fixed_literal('x'); w.fixed_match3(1); }), zebStsError},
+                   {fixed([](BitWriter& w) { w.code(0xC6, 8); }), zebStsBadSize}, // literal 286
+                   {fixed([](BitWriter& w) { w.fixed_literal('x'); w.code(1, 7); w.code(30, 5); }),
+                    zebStsBadSize}}; // distance code 30
+    for (const auto& c : refused)
+        for (size_t chunk : {(size_t)1, (size_t)1000}) {
+            EXPECT_EQ(decode_one_stage(c.stream, chunk, 100).status, c.want) << chunk;
+            EXPECT_EQ(decode_two_stage(c.stream, chunk, 100).status, c.want) << chunk;
+        }
 
     // A decoder called without GetBlockType reads the header itself and refuses another type.
     Bytes fixedHeader = {0x03, 0x00, 0x00, 0x00}, dynamicHeader = {0x05, 0x00, 0x00, 0x00};
@@ -631,11 +576,8 @@ TEST(Inflate, RefusesFarDistancesAndInvalidSymbols)
         default: return zebsDecodeLZ77StoredHuff_8u(&p, &n, &pd, &room, s.get());
         }
     };
-    EXPECT_EQ(first_call(dynamicHeader, 0), zebStsError);
-    EXPECT_EQ(first_call(dynamicHeader, 1), zebStsError);
-    EXPECT_EQ(first_call(fixedHeader, 2), zebStsError);
-    EXPECT_EQ(first_call(fixedHeader, 3), zebStsError);
-    EXPECT_EQ(first_call(fixedHeader, 4), zebStsError);
+    for (int which = 0; which < 5; ++which)
+        EXPECT_EQ(first_call(which < 2 ? dynamicHeader : fixedHeader, which), zebStsError) << which;
 
     // A D-byte dictionary makes distance D the furthest allowed.
     Bytes d4 = fixed([](BitWriter& w) { w.fixed_match3(3); });
