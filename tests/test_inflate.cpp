@@ -8,6 +8,7 @@
 #include <memory>
 #include <vector>
 
+#include "../fuzz/inflate_driver.h"
 #include "deflate_stream.h"
 #include "test_support.h"
 
@@ -62,143 +63,39 @@ struct BitWriter {
     }
 };
 
-struct Decoded {
-    ZebStatus status = zebStsOk;
-    Bytes out;
-    size_t end = 0; // source offset after the stream
-};
+using Decoded = inflate_fuzz::Result;
 
-// Calls f on at most chunk source bytes from pos, and advances pos by what it consumed.
-ZebStatus with_src(const Bytes& s, size_t& pos, size_t chunk,
-                   const std::function<ZebStatus(Zeb8u**, int*)>& f)
+// The stream decoded one-stage or two-stage (tests/../fuzz/inflate_driver.h) with the given
+// chunks, from the given state or a fresh one, after the dictionary if any.
+Decoded decode(bool twoStage, const Bytes& s, size_t srcChunk, size_t dstChunk, const Bytes& dict = {},
+               ZebLZ77DecoderState* state = nullptr, size_t pairsChunk = 8192)
 {
-    static Zeb8u none;
-    Zeb8u* p = s.empty() ? &none : (Zeb8u*)s.data() + pos;
-    int len = (int)std::min(chunk, s.size() - pos);
-    ZebStatus st = f(&p, &len);
-    pos = s.empty() ? 0 : (size_t)(p - s.data());
-    return st;
-}
-
-bool is_warning(ZebStatus st) { return st == zebStsSrcShort || st == zebStsDstFull; }
-
-// One-stage: GetBlockType, then StoredBlock or the full decoders.
-Decoded decode_one_stage(const Bytes& s, size_t srcChunk, size_t dstChunk, const Bytes& dict = {},
-                         ZebLZ77DecoderState* state = nullptr)
-{
-    State own;
-    if (!state) {
-        own = new_state();
-        state = own.get();
-    }
+    state = state ? state : inflate_fuzz::new_state(0);
     if (!dict.empty())
         zebsDecodeLZ77SetDictionary_8u(dict.data(), (int)dict.size(), state);
-    Decoded r;
-    size_t pos = 0;
-    bool inBlock = false;
-    ZebLZ77BlockType type = zebLZ77BlockFixed;
-    Bytes buf(dstChunk);
-    for (size_t guard = 0; guard < 100000000; ++guard) {
-        ZebStatus st;
-        if (!inBlock) {
-            st = with_src(s, pos, srcChunk,
-                          [&](Zeb8u** p, int* n) { return zebsDecodeLZ77GetBlockType_8u(p, n, &type, state); });
-            inBlock = st == zebStsOk;
-        } else {
-            Zeb8u* d = buf.data();
-            int room = (int)dstChunk;
-            st = with_src(s, pos, srcChunk, [&](Zeb8u** p, int* n) {
-                if (type == zebLZ77BlockStored)
-                    return zebsDecodeLZ77StoredBlock_8u(p, n, &d, &room, state);
-                if (type == zebLZ77BlockFixed)
-                    return zebsDecodeLZ77FixedHuffFull_8u(p, n, &d, &room, zebLZ77FlushNone, state);
-                return zebsDecodeLZ77DynamicHuffFull_8u(p, n, &d, &room, zebLZ77FlushNone, state);
-            });
-            r.out.insert(r.out.end(), buf.data(), d);
-            inBlock = st != zebStsOk;
-        }
-        r.status = st;
-        if (st == zebStsStreamEnd || (st == zebStsSrcShort && pos == s.size()) || !(st == zebStsOk || is_warning(st)))
-            break;
-    }
-    r.end = pos;
-    return r;
+    const size_t maxOut = 1 << 26;
+    return twoStage ? inflate_fuzz::two_stage(s.data(), s.size(), srcChunk, dstChunk, pairsChunk, maxOut, state)
+                    : inflate_fuzz::one_stage(s.data(), s.size(), srcChunk, dstChunk, maxOut, state);
 }
 
-// Two-stage: block decoders to pairs (the block type peeked on a copy of the state), then pairs
-// to bytes. StoredHuff reads its own header.
-Decoded decode_two_stage(const Bytes& s, size_t srcChunk, size_t dstChunk, size_t pairsChunk = 8192,
-                         const Bytes& dict = {})
-{
-    State state = new_state(), peek = new_state();
-    if (!dict.empty())
-        zebsDecodeLZ77SetDictionary_8u(dict.data(), (int)dict.size(), state.get());
-    Decoded r;
-    size_t pos = 0;
-    bool inBlock = false;
-    ZebLZ77BlockType type = zebLZ77BlockFixed;
-    std::vector<ZebLZ77Pair> pairs(pairsChunk);
-    Bytes buf(dstChunk);
-    auto drain = [&](ZebLZ77Pair* ps, int np) {
-        ZebStatus st;
-        do {
-            Zeb8u* d = buf.data();
-            int room = (int)dstChunk;
-            st = zebsDecodeLZ77_8u(&ps, &np, &d, &room, zebLZ77FlushNone, state.get());
-            r.out.insert(r.out.end(), buf.data(), d);
-        } while (st == zebStsDstFull && np > 0);
-        return st;
-    };
-    for (size_t guard = 0; guard < 100000000; ++guard) {
-        if (!inBlock) {
-            zebsDecodeLZ77CopyState_8u(state.get(), peek.get());
-            size_t peekPos = pos;
-            if (with_src(s, peekPos, s.size(), [&](Zeb8u** p, int* n) {
-                    return zebsDecodeLZ77GetBlockType_8u(p, n, &type, peek.get());
-                }) != zebStsOk)
-                break;
-            inBlock = true;
-        }
-        ZebLZ77Pair* pd = pairs.data();
-        int room = (int)pairsChunk;
-        ZebStatus st = with_src(s, pos, srcChunk, [&](Zeb8u** p, int* n) {
-            if (type == zebLZ77BlockStored)
-                return zebsDecodeLZ77StoredHuff_8u(p, n, &pd, &room, state.get());
-            if (type == zebLZ77BlockFixed)
-                return zebsDecodeLZ77FixedHuff_8u(p, n, &pd, &room, zebLZ77FlushNone, state.get());
-            return zebsDecodeLZ77DynamicHuff_8u(p, n, &pd, &room, zebLZ77FlushNone, state.get());
-        });
-        ZebStatus st2 = drain(pairs.data(), (int)(pd - pairs.data()));
-        if (st2 < 0) {
-            r.status = st2;
-            break;
-        }
-        if (st == zebStsStreamEnd) {
-            ZebLZ77Pair finish = {0, 1}; // an empty match lets a match cut by the room finish
-            while (!r.out.empty() && (st2 = drain(&finish, 1)) == zebStsDstFull) {
-            }
-            EXPECT_TRUE(st2 == zebStsStreamEnd || st2 == zebStsOk); // Ok: a stored block, or no pairs
-        }
-        inBlock = st != zebStsOk;
-        r.status = st;
-        if (st == zebStsStreamEnd || (st == zebStsSrcShort && pos == s.size()) || !(st == zebStsOk || is_warning(st)))
-            break;
-    }
-    r.end = pos;
-    return r;
-}
-
+// Both ways decode the stream to want and stop `after` bytes before the end of the source.
 void expect_both_ways(const Bytes& stream, const Bytes& want, size_t srcChunk, size_t dstChunk,
-                      const Bytes& dict = {}, const char* what = "")
+                      const Bytes& dict = {}, const char* what = "", size_t after = 0)
 {
-    Decoded one = decode_one_stage(stream, srcChunk, dstChunk, dict);
-    EXPECT_EQ(one.status, zebStsStreamEnd) << what;
-    EXPECT_TRUE(one.out == want) << what << ": one-stage, " << one.out.size() << " of " << want.size();
-    EXPECT_EQ(one.end, stream.size()) << what;
-    Decoded two = decode_two_stage(stream, srcChunk, dstChunk, 8192, dict);
-    EXPECT_EQ(two.status, zebStsStreamEnd) << what;
-    EXPECT_TRUE(two.out == want) << what << ": two-stage, " << two.out.size() << " of " << want.size();
-    EXPECT_EQ(two.end, stream.size()) << what;
+    for (bool twoStage : {false, true}) {
+        Decoded r = decode(twoStage, stream, srcChunk, dstChunk, dict);
+        EXPECT_EQ(r.status, zebStsStreamEnd) << what << ", two-stage " << twoStage;
+        EXPECT_TRUE(r.out == want) << what << ", two-stage " << twoStage << ": " << r.out.size()
+                                   << " of " << want.size();
+        EXPECT_EQ(r.end, stream.size() - after) << what << ", two-stage " << twoStage;
+    }
+}
+
+void expect_both_ways_in_chunks(const Bytes& stream, const Bytes& want,
+                                std::initializer_list<size_t> srcChunks, size_t dstChunk)
+{
+    for (size_t chunk : srcChunks)
+        expect_both_ways(stream, want, chunk, dstChunk, {}, ("chunk " + std::to_string(chunk)).c_str(), 4);
 }
 
 // Random, runs, text-like, or long matches at distance 1 and 32768.
@@ -304,12 +201,8 @@ TEST(Inflate, ZlibAndGzipWrappersEndOnTheTrailer)
         size_t head = gzip ? 10 : 2, tail = gzip ? 8 : 4;
         for (size_t chunk : {(size_t)1, (size_t)1 << 20}) {
             Bytes body(framed.begin() + head, framed.end()); // the trailer stays in the source
-            Decoded one = decode_one_stage(body, chunk, 1 << 20);
-            Decoded two = decode_two_stage(body, chunk, 1 << 20);
-            ASSERT_TRUE(one.out == data && two.out == data);
-            ASSERT_EQ(one.end, body.size() - tail);
-            ASSERT_EQ(two.end, body.size() - tail);
-            const Zeb8u* t = body.data() + one.end;
+            expect_both_ways(body, data, chunk, 1 << 20, {}, "wrapped", tail);
+            const Zeb8u* t = body.data() + body.size() - tail;
             Zeb32u sum = gzip ? 0 : 1;
             if (gzip) {
                 ASSERT_EQ(zebsCRC32_8u(data.data(), (int)data.size(), &sum), zebStsOk);
@@ -374,13 +267,13 @@ TEST(Inflate, CopyStateContinuesIdentically)
         for (size_t room : {(size_t)1, (size_t)1 << 20}) {
             State a = new_state();
             Bytes head(z.begin(), z.begin() + cut);
-            Decoded first = decode_one_stage(head, 1 << 20, room, {}, a.get());
+            Decoded first = decode(false, head, 1 << 20, room, {}, a.get());
             ASSERT_EQ(first.status, zebStsSrcShort);
             State b = new_state();
             ASSERT_EQ(zebsDecodeLZ77CopyState_8u(a.get(), b.get()), zebStsOk);
             Bytes rest(z.begin() + first.end, z.end());
-            Decoded fromA = decode_one_stage(rest, 1 << 20, room, {}, a.get());
-            Decoded fromB = decode_one_stage(rest, 1 << 20, room, {}, b.get());
+            Decoded fromA = decode(false, rest, 1 << 20, room, {}, a.get());
+            Decoded fromB = decode(false, rest, 1 << 20, room, {}, b.get());
             ASSERT_EQ(fromB.status, zebStsStreamEnd);
             EXPECT_TRUE(fromA.out == fromB.out);
             first.out.insert(first.out.end(), fromB.out.begin(), fromB.out.end());
@@ -459,11 +352,11 @@ TEST(Inflate, StoredBlocksAndHeaders)
 
     State s = new_state();
     Bytes bad = {0x01, 0x05, 0x00, 0x05, 0x00}, empty = {0x01, 0x00, 0x00, 0xFF, 0xFF};
-    Decoded r = decode_one_stage(bad, 100, 100, {}, s.get());
+    Decoded r = decode(false, bad, 100, 100, {}, s.get());
     EXPECT_EQ(r.status, zebStsBadSize);
-    r = decode_two_stage(bad, 100, 100);
+    r = decode(true, bad, 100, 100);
     EXPECT_EQ(r.status, zebStsBadSize);
-    r = decode_one_stage(empty, 100, 100);
+    r = decode(false, empty, 100, 100);
     EXPECT_TRUE(r.status == zebStsStreamEnd && r.out.empty());
 
     // The flush-marker search skips to the byte after 00 00 FF FF.
@@ -516,8 +409,8 @@ TEST(Inflate, RefusesFarDistancesAndInvalidSymbols)
                     zebStsBadSize}}; // distance code 30
     for (const auto& c : refused)
         for (size_t chunk : {(size_t)1, (size_t)1000}) {
-            EXPECT_EQ(decode_one_stage(c.stream, chunk, 100).status, c.want) << chunk;
-            EXPECT_EQ(decode_two_stage(c.stream, chunk, 100).status, c.want) << chunk;
+            EXPECT_EQ(decode(false, c.stream, chunk, 100).status, c.want) << chunk;
+            EXPECT_EQ(decode(true, c.stream, chunk, 100).status, c.want) << chunk;
         }
 
     // A decoder called without GetBlockType reads the header itself and refuses another type.
@@ -547,11 +440,11 @@ TEST(Inflate, RefusesFarDistancesAndInvalidSymbols)
     Bytes d4 = fixed([](BitWriter& w) { w.fixed_match3(3); });
     Bytes d3 = fixed([](BitWriter& w) { w.fixed_match3(2); });
     Bytes dict = {'a', 'b', 'c'};
-    EXPECT_EQ(decode_one_stage(d4, 1000, 100, dict).status, zebStsError);
-    EXPECT_EQ(decode_two_stage(d4, 1000, 100, 8192, dict).status, zebStsError);
-    Decoded ok = decode_one_stage(d3, 1000, 100, dict);
+    EXPECT_EQ(decode(false, d4, 1000, 100, dict).status, zebStsError);
+    EXPECT_EQ(decode(true, d4, 1000, 100, dict).status, zebStsError);
+    Decoded ok = decode(false, d3, 1000, 100, dict);
     EXPECT_TRUE(ok.status == zebStsStreamEnd && ok.out == dict);
-    EXPECT_TRUE(decode_two_stage(d3, 1000, 100, 8192, dict).out == dict);
+    EXPECT_TRUE(decode(true, d3, 1000, 100, dict).out == dict);
 
     // A caller's pairs of any value stay in bounds; a match cut by the room is carried over.
     State s = new_state();
@@ -639,11 +532,7 @@ TEST(Inflate, DynamicHeadersWithOddCodes)
     w.code(2, 2);     // end
     w.put(0, 32);
     Bytes want = {'a', 'b', 'b', 'b', 'b'};
-    for (size_t chunk : {(size_t)1, (size_t)3, (size_t)1000}) {
-        Decoded one = decode_one_stage(w.out, chunk, 2);
-        EXPECT_TRUE(one.status == zebStsStreamEnd && one.out == want) << chunk;
-        EXPECT_TRUE(decode_two_stage(w.out, chunk, 3).out == want) << chunk;
-    }
+    expect_both_ways_in_chunks(w.out, want, {1, 3, 1000}, 2);
     // An over-subscribed code: 'a' has the 1-bit code 0, end of block 10, 'b' to 'd' the 3-bit
     // codes 110, 111 and (wrapped) 000. The shorter code keeps its patterns: were 'd' to take
     // 000, three 'a' in a row would decode as 'd' from a whole buffer.
@@ -654,11 +543,7 @@ TEST(Inflate, DynamicHeadersWithOddCodes)
     o.code(6, 3);     // 'b'
     o.code(2, 2);     // end of block
     o.put(0, 32);
-    for (size_t chunk : {(size_t)1, (size_t)1000}) {
-        Decoded one = decode_one_stage(o.out, chunk, 1000);
-        EXPECT_TRUE(one.status == zebStsStreamEnd && one.out == Bytes({'a', 'a', 'a', 'b'})) << chunk;
-        EXPECT_TRUE(decode_two_stage(o.out, chunk, 1000).out == Bytes({'a', 'a', 'a', 'b'})) << chunk;
-    }
+    expect_both_ways_in_chunks(o.out, {'a', 'a', 'a', 'b'}, {1, 1000}, 1000);
     // A stream cut inside a block whose literal 'a' has the all-zero code 0: the zero bits above
     // those held are no input, so the decoders stop for more source after the 'a' that are
     // there (at most 7 more from the last byte's padding), never producing zeros for ever.
@@ -666,10 +551,9 @@ TEST(Inflate, DynamicHeadersWithOddCodes)
     header(cut, 257, 1, {100 + 97, 1, 2, 100 + 138, 100 + 19, 2, 0});
     for (int i = 0; i < 5; ++i)
         cut.code(0, 1);
-    for (size_t chunk : {(size_t)1, (size_t)1000}) {
-        Decoded one = decode_one_stage(cut.out, chunk, 1000);
-        Decoded two = decode_two_stage(cut.out, chunk, 1000);
-        for (const Decoded& r : {one, two})
+    for (size_t chunk : {(size_t)1, (size_t)1000})
+        for (bool twoStage : {false, true}) {
+            Decoded r = decode(twoStage, cut.out, chunk, 1000);
             EXPECT_TRUE(r.status == zebStsSrcShort && r.out.size() >= 5 && r.out.size() <= 12 &&
                         std::all_of(r.out.begin(), r.out.end(), [](Zeb8u b) { return b == 'a'; }))
                 << chunk << ": " << r.out.size();
@@ -701,13 +585,9 @@ TEST(Inflate, DynamicHeadersWithOddCodes)
     header(v, 286, 30, many);
     Bytes tail = zebtest::random_bytes(4000, 256, 7);
     v.out.insert(v.out.end(), tail.begin(), tail.end());
-    for (size_t chunk : {(size_t)1, (size_t)5000}) {
-        Decoded one = decode_one_stage(v.out, chunk, 997);
-        Decoded two = decode_two_stage(v.out, chunk, 997, 64);
-        for (ZebStatus st : {one.status, two.status})
-            EXPECT_TRUE(st == zebStsStreamEnd || st == zebStsSrcShort || st == zebStsBadSize ||
-                        st == zebStsError) << st;
-    }
+    for (size_t chunk : {(size_t)1, (size_t)5000}) // the drivers abort on any other status
+        for (bool twoStage : {false, true})
+            decode(twoStage, v.out, chunk, 997, {}, nullptr, 64);
 }
 
 } // namespace
