@@ -469,25 +469,6 @@ TEST(Bzip2Huffman, SizesCapacitiesAndArgumentOrder)
 
 // ---- .bz2 streams: our framing around the stages, and the peer -------------------------------
 
-// Inputs the interop tests share: edge sizes, every byte value, runs at the RLE boundaries.
-std::vector<Bytes> edge_inputs()
-{
-    std::vector<Bytes> inputs = {{'x'},         {'x', 'y'},    Bytes(3, 7),   Bytes(4, 7),
-                                 Bytes(259, 7), Bytes(260, 7), Bytes(263, 7), Bytes(100000, 0)};
-    Bytes every;
-    for (int round = 0; round < 40; ++round)
-        for (int v = 0; v < 256; ++v)
-            every.insert(every.end(), 1 + (v * round) % 7, (Zeb8u)v);
-    inputs.push_back(every);
-    Bytes ladder; // runs of 4 to 255 bytes: every count byte the run-length stage writes
-    for (int v = 0; v < 252; ++v)
-        ladder.insert(ladder.end(), 4 + (size_t)v, (Zeb8u)v);
-    inputs.push_back(ladder);
-    inputs.push_back(zebtest::random_bytes(70000, 256, 4));
-    inputs.push_back(zebtest::random_bytes(70000, 2, 5));
-    return inputs;
-}
-
 // The peer: libbz2 when linked, else the bzip2 program through files.
 #ifdef ZEBDC_HAVE_BZIP2
 bool peer_decompress(const Bytes& in, size_t expect, Bytes* out)
@@ -560,8 +541,22 @@ void check_both_ways(const Bytes& data, int level, size_t piece, const std::stri
 
 TEST(Bzip2Chain, EdgeInputsBothWaysAtEveryLevel)
 {
+    // Edge sizes, every byte value, runs at the run-length boundaries.
+    std::vector<Bytes> inputs = {{'x'},         {'x', 'y'},    Bytes(3, 7),   Bytes(4, 7),
+                                 Bytes(259, 7), Bytes(260, 7), Bytes(263, 7), Bytes(100000, 0)};
+    Bytes every;
+    for (int round = 0; round < 40; ++round)
+        for (int v = 0; v < 256; ++v)
+            every.insert(every.end(), 1 + (v * round) % 7, (Zeb8u)v);
+    inputs.push_back(every);
+    Bytes ladder; // runs of 4 to 255 bytes: every count byte the run-length stage writes
+    for (int v = 0; v < 252; ++v)
+        ladder.insert(ladder.end(), 4 + (size_t)v, (Zeb8u)v);
+    inputs.push_back(ladder);
+    inputs.push_back(zebtest::random_bytes(70000, 256, 4));
+    inputs.push_back(zebtest::random_bytes(70000, 2, 5));
     int level = 0;
-    for (const Bytes& data : edge_inputs())
+    for (const Bytes& data : inputs)
         check_both_ways(data, 1 + level++ % 9, 1 + data.size() / 3, std::to_string(data.size()));
     check_both_ways({}, 9, 1, "empty");
     Bytes many; // several blocks at level 1, and over 900000 bytes at level 9
