@@ -1,21 +1,16 @@
 #!/bin/sh
 # Usage: check_exports.sh LIBRARY LIST
-# Fails when the library exports a symbol the list lacks (or marks pending), when a listed
-# symbol that is not pending is missing, or when the library needs anything but libc.
+# Fails when the library exports a symbol the list lacks, when a listed symbol is missing, or
+# when the library needs anything but libc.
 lib=$1
 list=$2
 status=0
 exported=$(nm -D --defined-only "$lib" | awk '{print $3}' | sort -u)
-expected=$(grep -v '^#' "$list" | awk 'NF && $2 != "pending" {print $1}' | sort -u)
-pending=$(grep -v '^#' "$list" | awk '$2 == "pending" {print $1}' | sort -u)
+expected=$(grep -v '^#' "$list" | awk 'NF {print $1}' | sort -u)
 
 for s in $exported; do
   if ! printf '%s\n' "$expected" | grep -qxF "$s"; then
-    if printf '%s\n' "$pending" | grep -qxF "$s"; then
-      echo "exported but listed as pending (mark it built in the list): $s"
-    else
-      echo "exported but not part of the API: $s"
-    fi
+    echo "exported but not part of the API: $s"
     status=1
   fi
 done

@@ -10,8 +10,6 @@
 
 #include <immintrin.h>
 
-#define ZEB_TARGET_AVX2 __attribute__((target("avx2")))
-
 namespace {
 
 ZEB_TARGET_AVX2 inline Zeb32u sum_lanes(__m256i v)
@@ -47,13 +45,14 @@ ZEB_TARGET_AVX2 Zeb32u ownsAdler32_8u_avx2(const Zeb8u* src, size_t len, Zeb32u 
                 vprev = _mm256_add_epi32(vprev, v1);
                 v1 = _mm256_add_epi32(
                     v1, _mm256_add_epi32(_mm256_sad_epu8(a, zero), _mm256_sad_epu8(b, zero)));
-                v2a = _mm256_add_epi32(v2a,
-                                       _mm256_madd_epi16(_mm256_maddubs_epi16(a, weights_hi), ones));
-                v2b = _mm256_add_epi32(v2b,
-                                       _mm256_madd_epi16(_mm256_maddubs_epi16(b, weights_lo), ones));
+                __m256i weighted_a = _mm256_madd_epi16(_mm256_maddubs_epi16(a, weights_hi), ones);
+                __m256i weighted_b = _mm256_madd_epi16(_mm256_maddubs_epi16(b, weights_lo), ones);
+                v2a = _mm256_add_epi32(v2a, weighted_a);
+                v2b = _mm256_add_epi32(v2b, weighted_b);
             }
+            __m256i v2 = _mm256_add_epi32(v2a, v2b);
             s1 += sum_lanes(v1);
-            s2 += sum_lanes(_mm256_add_epi32(_mm256_add_epi32(v2a, v2b), _mm256_slli_epi32(vprev, 6)));
+            s2 += sum_lanes(_mm256_add_epi32(v2, _mm256_slli_epi32(vprev, 6)));
         }
         for (size_t i = steps * 64; i < block; ++i) {
             s1 += *src++;

@@ -12,8 +12,6 @@
 
 #include <immintrin.h>
 
-#define ZEB_TARGET_SSSE3 __attribute__((target("ssse3")))
-
 namespace {
 
 ZEB_TARGET_SSSE3 inline Zeb32u sum_lanes(__m128i v)

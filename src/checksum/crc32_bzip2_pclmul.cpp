@@ -17,8 +17,6 @@
 
 #include <immintrin.h>
 
-#define ZEB_TARGET_PCLMUL __attribute__((target("pclmul,ssse3,sse4.1")))
-
 namespace {
 
 constexpr uint64_t kPoly = 0x104C11DB7ull;

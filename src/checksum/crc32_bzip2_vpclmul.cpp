@@ -11,9 +11,6 @@
 
 #include <immintrin.h>
 
-#define ZEB_TARGET_VPCLMUL \
-    __attribute__((target("pclmul,ssse3,sse4.1,avx2,avx512f,avx512bw,avx512vl,vpclmulqdq")))
-
 namespace {
 
 constexpr uint64_t kPoly = 0x104C11DB7ull;

@@ -16,8 +16,6 @@
 
 #include <immintrin.h>
 
-#define ZEB_TARGET_PCLMUL __attribute__((target("pclmul,sse4.1")))
-
 namespace {
 
 alignas(16) const uint64_t kFold512[2] = {0x154442bd4ull, 0x1c6e41596ull};

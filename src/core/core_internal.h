@@ -5,6 +5,7 @@
 
 #include "core/zeb_common.h"
 
+#include <immintrin.h>
 #include <stddef.h>
 
 // Copies len bytes forward from src to dst (not overlapping) with cached stores.
@@ -23,5 +24,15 @@ void ownsFillBody_8u_avx2(Zeb8u* dst, size_t len, Zeb16u pattern);
 // As above, with non-temporal stores to the aligned part of dst and no store fence.
 void ownsFillBodyNT_8u_sse2(Zeb8u* dst, size_t len, Zeb16u pattern);
 void ownsFillBodyNT_8u_avx2(Zeb8u* dst, size_t len, Zeb16u pattern);
+
+// One aligned 32-byte store, cached or non-temporal, for the AVX2 bodies.
+template <bool kNonTemporal>
+ZEB_TARGET_AVX2 inline void store_aligned(Zeb8u* dst, __m256i v)
+{
+    if (kNonTemporal)
+        _mm256_stream_si256((__m256i*)dst, v);
+    else
+        _mm256_store_si256((__m256i*)dst, v);
+}
 
 #endif

@@ -88,9 +88,10 @@ constexpr Zeb32u kVectorClmul = zebCpuVpclmul | zebCpuAvx512;
 
 ChecksumKernel pick_crc32(Zeb32u f)
 {
-    if ((f & kVectorClmul) == kVectorClmul && (f & (zebCpuPclmul | zebCpuSse41)) == (zebCpuPclmul | zebCpuSse41))
+    const Zeb32u clmul = zebCpuPclmul | zebCpuSse41;
+    if ((f & kVectorClmul) == kVectorClmul && (f & clmul) == clmul)
         return ownsCRC32_8u_vpclmul;
-    if ((f & (zebCpuPclmul | zebCpuSse41)) == (zebCpuPclmul | zebCpuSse41))
+    if ((f & clmul) == clmul)
         return ownsCRC32_8u_pclmul;
     return ownsCRC32_8u;
 }

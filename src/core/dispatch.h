@@ -1,6 +1,6 @@
 // The one dispatch point of the library: CPU feature detection and the table of kernels that
-// have CPU-specific variants (the checksums and the bodies of the bulk memory kernels). Every kernel is resolved once, on its first call; no stage asks
-// the CPU itself.
+// have CPU-specific variants (the checksums and the bodies of the bulk memory kernels). Every
+// kernel is resolved once, on its first call; no stage asks the CPU itself.
 #ifndef ZEB_DISPATCH_H
 #define ZEB_DISPATCH_H
 

@@ -10,8 +10,6 @@
 
 #include <immintrin.h>
 
-#define ZEB_TARGET_AVX2 __attribute__((target("avx2")))
-
 namespace {
 
 // Copies 0..31 bytes.
@@ -34,15 +32,6 @@ ZEB_TARGET_AVX2 inline void copy_short(const Zeb8u* src, Zeb8u* dst, size_t len)
         for (size_t i = 0; i < len; ++i)
             dst[i] = src[i];
     }
-}
-
-template <bool kNonTemporal>
-ZEB_TARGET_AVX2 inline void store_aligned(Zeb8u* dst, __m256i v)
-{
-    if (kNonTemporal)
-        _mm256_stream_si256((__m256i*)dst, v);
-    else
-        _mm256_store_si256((__m256i*)dst, v);
 }
 
 template <bool kNonTemporal>

@@ -11,8 +11,6 @@
 
 #include <immintrin.h>
 
-#define ZEB_TARGET_AVX2 __attribute__((target("avx2")))
-
 namespace {
 
 // The pattern as it appears at an even and at an odd offset from the start of the fill.
@@ -36,15 +34,6 @@ ZEB_TARGET_AVX2 inline void fill_short(Zeb8u* dst, size_t len, FillPhases phases
         for (size_t i = 0; i < len; ++i)
             dst[i] = (Zeb8u)(phases.even >> (8 * (i & 1)));
     }
-}
-
-template <bool kNonTemporal>
-ZEB_TARGET_AVX2 inline void store_aligned(Zeb8u* dst, __m256i v)
-{
-    if (kNonTemporal)
-        _mm256_stream_si256((__m256i*)dst, v);
-    else
-        _mm256_store_si256((__m256i*)dst, v);
 }
 
 template <bool kNonTemporal>

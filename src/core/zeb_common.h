@@ -43,6 +43,13 @@
 #define ZEB_LIKELY(x) __builtin_expect(!!(x), 1)
 #define ZEB_UNLIKELY(x) __builtin_expect(!!(x), 0)
 
+/* The instruction sets of the CPU-specific kernels, which core/dispatch.cpp picks at run time. */
+#define ZEB_TARGET_SSSE3 __attribute__((target("ssse3")))
+#define ZEB_TARGET_PCLMUL __attribute__((target("pclmul,ssse3,sse4.1")))
+#define ZEB_TARGET_AVX2 __attribute__((target("avx2")))
+#define ZEB_TARGET_VPCLMUL \
+    __attribute__((target("pclmul,ssse3,sse4.1,avx2,avx512f,avx512bw,avx512vl,vpclmulqdq")))
+
 /* Unaligned loads and stores of native-endian words (x86 is little-endian). */
 static inline uint32_t zeb_load32(const void* p)
 {
