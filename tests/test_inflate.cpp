@@ -166,8 +166,8 @@ TEST(Inflate, ZlibLevelsStrategiesWindowsAndFlushes)
             add(level, Z_DEFAULT_STRATEGY, -15, 8, flush);
     for (int kind = 0; kind < 4; ++kind) {
         Bytes data = sample(kind, (kind == 3 ? 110000 : 30000) / kScale);
-        for (size_t i = 0; i < cases.size(); ++i)
-            expect_both_ways(zlib_deflate(data, cases[i]), data, 1 << 20, 1 << 20, {},
+        for (size_t i = 0; i < (kind == 1 || kind == 2 ? cases.size() : 10); ++i) // 10 levels
+            expect_both_ways(zlib_deflate(data, cases[i]), data, data.size(), data.size() + 1, {},
                              ("kind " + std::to_string(kind) + " case " + std::to_string(i)).c_str());
     }
 }
@@ -183,10 +183,10 @@ TEST(Inflate, AnySplitOfSourceAndDestination)
             Bytes z = zlib_deflate(data, o);
             if (data.size() <= 3000) {
                 expect_both_ways(z, data, 1, 1, {}, "byte by byte");
-                expect_both_ways(z, data, 1, 1 << 20, {}, "source byte by byte");
+                expect_both_ways(z, data, 1, data.size() + 1, {}, "source byte by byte");
             }
             expect_both_ways(z, data, 13, 259, {}, "odd chunks");
-            expect_both_ways(z, data, 1 << 20, 100, {}, "small room");
+            expect_both_ways(z, data, z.size(), 100, {}, "small room");
         }
     }
 }
@@ -199,9 +199,9 @@ TEST(Inflate, ZlibAndGzipWrappersEndOnTheTrailer)
         o.windowBits = gzip ? 31 : 15;
         Bytes framed = zlib_deflate(data, o);
         size_t head = gzip ? 10 : 2, tail = gzip ? 8 : 4;
-        for (size_t chunk : {(size_t)1, (size_t)1 << 20}) {
+        for (size_t chunk : {(size_t)1, framed.size()}) {
             Bytes body(framed.begin() + head, framed.end()); // the trailer stays in the source
-            expect_both_ways(body, data, chunk, 1 << 20, {}, "wrapped", tail);
+            expect_both_ways(body, data, chunk, data.size() + 1, {}, "wrapped", tail);
             const Zeb8u* t = body.data() + body.size() - tail;
             Zeb32u sum = gzip ? 0 : 1;
             if (gzip) {
@@ -227,13 +227,13 @@ TEST(Inflate, PresetDictionary)
     for (size_t dictLen : {(size_t)10, (size_t)300, (size_t)32768}) {
         ZlibOptions o;
         o.dict.assign(dict.end() - dictLen, dict.end());
-        expect_both_ways(zlib_deflate(data, o), data, 1 << 20, 1 << 20, o.dict, "dictionary");
+        expect_both_ways(zlib_deflate(data, o), data, data.size(), data.size() + 1, o.dict, "dictionary");
         expect_both_ways(zlib_deflate(data, o), data, 7, 61, o.dict, "dictionary, chunks");
     }
     // Of a dictionary longer than 32768 bytes the first 32768 are kept, not the last.
     ZlibOptions o;
     o.dict.assign(dict.begin(), dict.begin() + 32768);
-    expect_both_ways(zlib_deflate(data, o), data, 1 << 20, 1 << 20, dict, "long dictionary");
+    expect_both_ways(zlib_deflate(data, o), data, data.size(), data.size() + 1, dict, "long dictionary");
 }
 
 TEST(Inflate, CorpusFilesLevels1And6)
@@ -247,7 +247,7 @@ TEST(Inflate, CorpusFilesLevels1And6)
         for (int level : {1, 6}) {
             ZlibOptions o;
             o.level = level;
-            expect_both_ways(zlib_deflate(data, o), data, 1 << 24, 1 << 24, {}, path.c_str());
+            expect_both_ways(zlib_deflate(data, o), data, data.size(), data.size() + 1, {}, path.c_str());
         }
     }
 }
@@ -264,16 +264,16 @@ TEST(Inflate, CopyStateContinuesIdentically)
     const Zeb8u kMarker[] = {0, 0, 0xFF, 0xFF};
     size_t between = std::search(z.begin(), z.end(), kMarker, kMarker + 4) - z.begin() + 4;
     for (size_t cut : {z.size() / 3, z.size() / 2, between}) {
-        for (size_t room : {(size_t)1, (size_t)1 << 20}) {
+        for (size_t room : {(size_t)1, data.size() + 1}) {
             State a = new_state();
             Bytes head(z.begin(), z.begin() + cut);
-            Decoded first = decode(false, head, 1 << 20, room, {}, a.get());
+            Decoded first = decode(false, head, 64, room, {}, a.get());
             ASSERT_EQ(first.status, zebStsSrcShort);
             State b = new_state();
             ASSERT_EQ(zebsDecodeLZ77CopyState_8u(a.get(), b.get()), zebStsOk);
             Bytes rest(z.begin() + first.end, z.end());
-            Decoded fromA = decode(false, rest, 1 << 20, room, {}, a.get());
-            Decoded fromB = decode(false, rest, 1 << 20, room, {}, b.get());
+            Decoded fromA = decode(false, rest, 64, room, {}, a.get());
+            Decoded fromB = decode(false, rest, 64, room, {}, b.get());
             ASSERT_EQ(fromB.status, zebStsStreamEnd);
             EXPECT_TRUE(fromA.out == fromB.out);
             first.out.insert(first.out.end(), fromB.out.begin(), fromB.out.end());
@@ -293,7 +293,7 @@ TEST(Inflate, OurEncoderStreamsBothWays)
                 zebdeflate::Options o;
                 o.level = level, o.framing = zebdeflate::kRaw, o.mode = mode;
                 Bytes z = zebdeflate::compress(data, o).bytes;
-                expect_both_ways(z, data, 1 << 20, 1 << 20, {}, "our encoder");
+                expect_both_ways(z, data, z.size(), data.size() + 1, {}, "our encoder");
                 expect_both_ways(z, data, 29, 301, {}, "our encoder, chunks");
             }
     }
