@@ -1,7 +1,7 @@
-// Drivers shared by the inflate fuzz targets: a stream decoded one-stage (GetBlockType, then
-// StoredBlock or the full decoders) or two-stage (block decoders to pairs, then pairs to bytes),
-// with the source and the destination handed over in chunks of given sizes. Any status outside
-// the documented set, or a pointer moved outside its buffer, aborts.
+// Drivers shared by the inflate fuzz targets and tests: a stream decoded one-stage (GetBlockType,
+// then StoredBlock or the full decoders) or two-stage (block decoders to pairs, then pairs to
+// bytes), with the source and the destination handed over in chunks of given sizes. Any status
+// outside the documented set, or a pointer moved outside its buffer, aborts.
 #ifndef ZEBDC_FUZZ_INFLATE_DRIVER_H
 #define ZEBDC_FUZZ_INFLATE_DRIVER_H
 
@@ -16,6 +16,7 @@ namespace inflate_fuzz {
 struct Result {
     ZebStatus status = zebStsOk;
     std::vector<Zeb8u> out;
+    size_t end = 0; // source offset where decoding stopped
 };
 
 // A freshly initialised state in one of two slots kept across inputs: allocating 112876 bytes
@@ -73,11 +74,14 @@ inline bool stop(ZebStatus st, const Source& src, size_t out, size_t maxOut)
            out >= maxOut;
 }
 
-inline Result one_stage(const Zeb8u* data, size_t size, size_t srcChunk, size_t dstChunk, size_t maxOut)
+// Decodes with the given state (a dictionary set, or a copy resumed), else a fresh one.
+inline Result one_stage(const Zeb8u* data, size_t size, size_t srcChunk, size_t dstChunk, size_t maxOut,
+                        ZebLZ77DecoderState* s = nullptr)
 {
-    ZebLZ77DecoderState* s = new_state(0);
+    s = s ? s : new_state(0);
     Source src{data, size, 0, srcChunk};
     Result r;
+    std::vector<Zeb8u> dst(dstChunk);
     bool inBlock = false;
     ZebLZ77BlockType type = zebLZ77BlockFixed;
     for (size_t calls = 0; calls < 4 * (size + maxOut) + 64; ++calls) {
@@ -86,7 +90,6 @@ inline Result one_stage(const Zeb8u* data, size_t size, size_t srcChunk, size_t 
             st = src.call([&](Zeb8u** p, int* n) { return zebsDecodeLZ77GetBlockType_8u(p, n, &type, s); });
             inBlock = st == zebStsOk;
         } else {
-            std::vector<Zeb8u> dst(dstChunk);
             Zeb8u* d = dst.data();
             int room = (int)dstChunk;
             st = src.call([&](Zeb8u** p, int* n) {
@@ -106,16 +109,19 @@ inline Result one_stage(const Zeb8u* data, size_t size, size_t srcChunk, size_t 
         if (stop(st, src, r.out.size(), maxOut))
             break;
     }
+    r.end = src.pos;
     return r;
 }
 
 inline Result two_stage(const Zeb8u* data, size_t size, size_t srcChunk, size_t dstChunk,
-                        size_t pairsChunk, size_t maxOut)
+                        size_t pairsChunk, size_t maxOut, ZebLZ77DecoderState* s = nullptr)
 {
-    ZebLZ77DecoderState* s = new_state(0);
+    s = s ? s : new_state(0);
     ZebLZ77DecoderState* peek = new_state(1);
     Source src{data, size, 0, srcChunk};
     Result r;
+    std::vector<ZebLZ77Pair> pairs(pairsChunk);
+    std::vector<Zeb8u> dst(dstChunk);
     bool inBlock = false;
     ZebLZ77BlockType type = zebLZ77BlockFixed;
     for (size_t calls = 0; calls < 4 * (size + maxOut) + 64; ++calls) {
@@ -128,7 +134,6 @@ inline Result two_stage(const Zeb8u* data, size_t size, size_t srcChunk, size_t 
                 break;
             inBlock = true;
         }
-        std::vector<ZebLZ77Pair> pairs(pairsChunk);
         ZebLZ77Pair* pd = pairs.data();
         int proom = (int)pairsChunk;
         ZebStatus st = src.call([&](Zeb8u** p, int* n) {
@@ -143,7 +148,6 @@ inline Result two_stage(const Zeb8u* data, size_t size, size_t srcChunk, size_t 
         int np = (int)(pd - ps);
         ZebStatus st2;
         do {
-            std::vector<Zeb8u> dst(dstChunk);
             Zeb8u* d = dst.data();
             int room = (int)dstChunk;
             st2 = zebsDecodeLZ77_8u(&ps, &np, &d, &room, zebLZ77FlushNone, s);
@@ -154,7 +158,6 @@ inline Result two_stage(const Zeb8u* data, size_t size, size_t srcChunk, size_t 
         if (st == zebStsStreamEnd && st2 >= 0 && drained && !r.out.empty()) {
             ZebLZ77Pair finish = {0, 1}; // an empty match lets a match cut by the room finish
             do {
-                std::vector<Zeb8u> dst(dstChunk);
                 Zeb8u* d = dst.data();
                 int room = (int)dstChunk;
                 ps = &finish;
@@ -170,6 +173,7 @@ inline Result two_stage(const Zeb8u* data, size_t size, size_t srcChunk, size_t 
         if (stop(r.status, src, r.out.size(), maxOut))
             break;
     }
+    r.end = src.pos;
     return r;
 }
 

@@ -59,15 +59,19 @@ struct StreamWriter {
         out.resize(at + len);
         return status == zebStsOk;
     }
+    Bytes finish(int tail = 0, Zeb8u fill = 0) // the last byte padded with zeros, then a tail
+    {
+        for (; bits > 0; bits -= 8, code <<= 8)
+            out.push_back((Zeb8u)(code >> 24));
+        out.insert(out.end(), tail, fill);
+        return out;
+    }
 };
 
 // A .bz2 stream in the chain's calling order; `piece` input bytes per run-length call. Returns
 // nothing if a stage fails; `symbols` receives each block's symbol count.
-// A forward transform in place of the library's: writes the last column, returns the origin.
-using ForwardTransform = int (*)(const Zeb8u* block, Zeb8u* last, int n);
-
 inline Bytes bz2_compress(const Bytes& data, int level, size_t piece,
-                          std::vector<int>* symbols = nullptr, ForwardTransform forward = nullptr)
+                          std::vector<int>* symbols = nullptr)
 {
     StreamWriter w;
     w.put(0x425A68, 24), w.put('0' + level, 8);
@@ -101,14 +105,10 @@ inline Bytes bz2_compress(const Bytes& data, int level, size_t piece,
         int dict = 0, origPtr = 0;
         zebsRLEGetInUseTable_8u(inUse, rle);
         zebsReduceDictionary_8u_I(inUse, block.data(), n, &dict);
-        if (!forward) {
-            zebsBWTFwdGetSize_8u(n, &size);
-            scratch.resize(size);
-        }
+        zebsBWTFwdGetSize_8u(n, &size);
+        scratch.resize(size);
         Bytes bwt(n), mtf(256);
-        if (forward)
-            origPtr = forward(block.data(), bwt.data(), n);
-        else if (zebsBWTFwd_8u(block.data(), bwt.data(), n, &origPtr, scratch.data()) != 0)
+        if (zebsBWTFwd_8u(block.data(), bwt.data(), n, &origPtr, scratch.data()) != 0)
             return {};
         zebsMTFInit_8u((ZebMTFState_8u*)(void*)mtf.data());
         zebsMTFFwd_8u(bwt.data(), bwt.data(), n, (ZebMTFState_8u*)(void*)mtf.data());
@@ -144,15 +144,11 @@ inline Bytes bz2_compress(const Bytes& data, int level, size_t piece,
     }
     w.put(0x177245, 24), w.put(0x385090, 24), w.put(combined >> 16, 16);
     w.put(combined & 0xFFFF, 16);
-    for (; w.bits > 0; w.bits -= 8, w.code <<= 8) // the last byte, padded with zeros
-        w.out.push_back((Zeb8u)(w.code >> 24));
-    return w.out;
+    return w.finish();
 }
 
-// Reads a .bz2 stream with the stages (the framing here); false on anything unexpected. With
-// lastColumns, each block stops before the inverse transform: its last column, with the byte
-// values restored, goes there and `out` stays empty.
-inline bool bz2_decompress(const Bytes& in, Bytes* out, std::vector<Bytes>* lastColumns = nullptr)
+// Reads a .bz2 stream with the stages (the framing here); false on anything unexpected.
+inline bool bz2_decompress(const Bytes& in, Bytes* out)
 {
     Zeb32u code = 0;
     int bits = 0, left = (int)in.size();
@@ -188,7 +184,7 @@ inline bool bz2_decompress(const Bytes& in, Bytes* out, std::vector<Bytes>* last
         Zeb32u magic = get(24), magic2 = get(24), crc = get(16) << 16;
         crc |= get(16);
         if (magic == 0x177245 && magic2 == 0x385090)
-            return lastColumns || crc == combined;
+            return crc == combined;
         if (magic != 0x314159 || magic2 != 0x265359 || get(1) != 0)
             return false;
         int origPtr = (int)get(24), used = (int)get(16), dict = 0;
@@ -209,11 +205,6 @@ inline bool bz2_decompress(const Bytes& in, Bytes* out, std::vector<Bytes>* last
             return false;
         zebsMTFInit_8u((ZebMTFState_8u*)(void*)mtf.data());
         zebsMTFInv_8u(block.get(), block.get(), n, (ZebMTFState_8u*)(void*)mtf.data());
-        if (lastColumns) {
-            zebsExpandDictionary_8u_I(inUse, block.get(), n, dict);
-            lastColumns->emplace_back(block.get(), block.get() + n);
-            continue;
-        }
         zebsBWTInv_8u(block.get(), unsorted.get(), n, origPtr, scratch.get());
         zebsExpandDictionary_8u_I(inUse, unsorted.get(), n, dict);
         Zeb8u* r = unsorted.get();

@@ -8,6 +8,8 @@
 #include <memory>
 #include <vector>
 
+#include "../fuzz/inflate_driver.h"
+#include "deflate_stream.h"
 #include "test_support.h"
 
 #ifdef ZEBDC_HAVE_ZLIB
@@ -61,168 +63,50 @@ struct BitWriter {
     }
 };
 
-struct Decoded {
-    ZebStatus status = zebStsOk;
-    Bytes out;
-    size_t end = 0; // source offset after the stream
-};
+using Decoded = inflate_fuzz::Result;
 
-// Calls f on at most chunk source bytes from pos, and advances pos by what it consumed.
-ZebStatus with_src(const Bytes& s, size_t& pos, size_t chunk,
-                   const std::function<ZebStatus(Zeb8u**, int*)>& f)
+// The stream decoded one-stage or two-stage (tests/../fuzz/inflate_driver.h) with the given
+// chunks, from the given state or a fresh one, after the dictionary if any.
+Decoded decode(bool twoStage, const Bytes& s, size_t srcChunk, size_t dstChunk, const Bytes& dict = {},
+               ZebLZ77DecoderState* state = nullptr, size_t pairsChunk = 8192)
 {
-    static Zeb8u none;
-    Zeb8u* p = s.empty() ? &none : (Zeb8u*)s.data() + pos;
-    int len = (int)std::min(chunk, s.size() - pos);
-    ZebStatus st = f(&p, &len);
-    pos = s.empty() ? 0 : (size_t)(p - s.data());
-    return st;
-}
-
-bool is_warning(ZebStatus st) { return st == zebStsSrcShort || st == zebStsDstFull; }
-
-// One-stage: GetBlockType, then StoredBlock or the full decoders.
-Decoded decode_one_stage(const Bytes& s, size_t srcChunk, size_t dstChunk, const Bytes& dict = {},
-                         ZebLZ77DecoderState* state = nullptr)
-{
-    State own;
-    if (!state) {
-        own = new_state();
-        state = own.get();
-    }
+    state = state ? state : inflate_fuzz::new_state(0);
     if (!dict.empty())
         zebsDecodeLZ77SetDictionary_8u(dict.data(), (int)dict.size(), state);
-    Decoded r;
-    size_t pos = 0;
-    bool inBlock = false;
-    ZebLZ77BlockType type = zebLZ77BlockFixed;
-    Bytes buf(dstChunk);
-    for (size_t guard = 0; guard < 100000000; ++guard) {
-        ZebStatus st;
-        if (!inBlock) {
-            st = with_src(s, pos, srcChunk,
-                          [&](Zeb8u** p, int* n) { return zebsDecodeLZ77GetBlockType_8u(p, n, &type, state); });
-            inBlock = st == zebStsOk;
-        } else {
-            Zeb8u* d = buf.data();
-            int room = (int)dstChunk;
-            st = with_src(s, pos, srcChunk, [&](Zeb8u** p, int* n) {
-                if (type == zebLZ77BlockStored)
-                    return zebsDecodeLZ77StoredBlock_8u(p, n, &d, &room, state);
-                if (type == zebLZ77BlockFixed)
-                    return zebsDecodeLZ77FixedHuffFull_8u(p, n, &d, &room, zebLZ77FlushNone, state);
-                return zebsDecodeLZ77DynamicHuffFull_8u(p, n, &d, &room, zebLZ77FlushNone, state);
-            });
-            r.out.insert(r.out.end(), buf.data(), d);
-            inBlock = st != zebStsOk;
-        }
-        r.status = st;
-        if (st == zebStsStreamEnd || (st == zebStsSrcShort && pos == s.size()) || !(st == zebStsOk || is_warning(st)))
-            break;
-    }
-    r.end = pos;
-    return r;
+    const size_t maxOut = 1 << 26;
+    return twoStage ? inflate_fuzz::two_stage(s.data(), s.size(), srcChunk, dstChunk, pairsChunk, maxOut, state)
+                    : inflate_fuzz::one_stage(s.data(), s.size(), srcChunk, dstChunk, maxOut, state);
 }
 
-// Two-stage: block decoders to pairs (the block type peeked on a copy of the state), then pairs
-// to bytes. StoredHuff reads its own header.
-Decoded decode_two_stage(const Bytes& s, size_t srcChunk, size_t dstChunk, size_t pairsChunk = 8192,
-                         const Bytes& dict = {})
-{
-    State state = new_state(), peek = new_state();
-    if (!dict.empty())
-        zebsDecodeLZ77SetDictionary_8u(dict.data(), (int)dict.size(), state.get());
-    Decoded r;
-    size_t pos = 0;
-    bool inBlock = false;
-    ZebLZ77BlockType type = zebLZ77BlockFixed;
-    std::vector<ZebLZ77Pair> pairs(pairsChunk);
-    Bytes buf(dstChunk);
-    auto drain = [&](ZebLZ77Pair* ps, int np) {
-        ZebStatus st;
-        do {
-            Zeb8u* d = buf.data();
-            int room = (int)dstChunk;
-            st = zebsDecodeLZ77_8u(&ps, &np, &d, &room, zebLZ77FlushNone, state.get());
-            r.out.insert(r.out.end(), buf.data(), d);
-        } while (st == zebStsDstFull && np > 0);
-        return st;
-    };
-    for (size_t guard = 0; guard < 100000000; ++guard) {
-        if (!inBlock) {
-            zebsDecodeLZ77CopyState_8u(state.get(), peek.get());
-            size_t peekPos = pos;
-            if (with_src(s, peekPos, s.size(), [&](Zeb8u** p, int* n) {
-                    return zebsDecodeLZ77GetBlockType_8u(p, n, &type, peek.get());
-                }) != zebStsOk)
-                break;
-            inBlock = true;
-        }
-        ZebLZ77Pair* pd = pairs.data();
-        int room = (int)pairsChunk;
-        ZebStatus st = with_src(s, pos, srcChunk, [&](Zeb8u** p, int* n) {
-            if (type == zebLZ77BlockStored)
-                return zebsDecodeLZ77StoredHuff_8u(p, n, &pd, &room, state.get());
-            if (type == zebLZ77BlockFixed)
-                return zebsDecodeLZ77FixedHuff_8u(p, n, &pd, &room, zebLZ77FlushNone, state.get());
-            return zebsDecodeLZ77DynamicHuff_8u(p, n, &pd, &room, zebLZ77FlushNone, state.get());
-        });
-        ZebStatus st2 = drain(pairs.data(), (int)(pd - pairs.data()));
-        if (st2 < 0) {
-            r.status = st2;
-            break;
-        }
-        if (st == zebStsStreamEnd) {
-            ZebLZ77Pair finish = {0, 1}; // an empty match lets a match cut by the room finish
-            while (!r.out.empty() && (st2 = drain(&finish, 1)) == zebStsDstFull) {
-            }
-            EXPECT_TRUE(st2 == zebStsStreamEnd || st2 == zebStsOk); // Ok: a stored block, or no pairs
-        }
-        inBlock = st != zebStsOk;
-        r.status = st;
-        if (st == zebStsStreamEnd || (st == zebStsSrcShort && pos == s.size()) || !(st == zebStsOk || is_warning(st)))
-            break;
-    }
-    r.end = pos;
-    return r;
-}
-
+// Both ways decode the stream to want and stop `after` bytes before the end of the source.
 void expect_both_ways(const Bytes& stream, const Bytes& want, size_t srcChunk, size_t dstChunk,
-                      const Bytes& dict = {}, const char* what = "")
+                      const Bytes& dict = {}, const char* what = "", size_t after = 0)
 {
-    Decoded one = decode_one_stage(stream, srcChunk, dstChunk, dict);
-    EXPECT_EQ(one.status, zebStsStreamEnd) << what;
-    EXPECT_TRUE(one.out == want) << what << ": one-stage, " << one.out.size() << " of " << want.size();
-    EXPECT_EQ(one.end, stream.size()) << what;
-    Decoded two = decode_two_stage(stream, srcChunk, dstChunk, 8192, dict);
-    EXPECT_EQ(two.status, zebStsStreamEnd) << what;
-    EXPECT_TRUE(two.out == want) << what << ": two-stage, " << two.out.size() << " of " << want.size();
-    EXPECT_EQ(two.end, stream.size()) << what;
+    for (bool twoStage : {false, true}) {
+        Decoded r = decode(twoStage, stream, srcChunk, dstChunk, dict);
+        EXPECT_EQ(r.status, zebStsStreamEnd) << what << ", two-stage " << twoStage;
+        EXPECT_TRUE(r.out == want) << what << ", two-stage " << twoStage << ": " << r.out.size()
+                                   << " of " << want.size();
+        EXPECT_EQ(r.end, stream.size() - after) << what << ", two-stage " << twoStage;
+    }
 }
 
+void expect_both_ways_in_chunks(const Bytes& stream, const Bytes& want,
+                                std::initializer_list<size_t> srcChunks, size_t dstChunk)
+{
+    for (size_t chunk : srcChunks)
+        expect_both_ways(stream, want, chunk, dstChunk, {}, ("chunk " + std::to_string(chunk)).c_str(), 4);
+}
+
+// Random, runs, text-like, or long matches at distance 1 and 32768.
 Bytes sample(int kind, size_t len)
 {
-    Bytes d;
-    switch (kind) {
-    case 0: return zebtest::random_bytes(len);
-    case 1: // runs of random lengths
-        for (uint32_t i = 0; d.size() < len; ++i)
-            d.insert(d.end(), 1 + (i * 7919) % 300, (Zeb8u)(i * 37));
-        break;
-    case 2: { // text-like: words from a small vocabulary
-        static const char* kWords[] = {"the ", "quick ", "brown ", "fox ", "jumps ", "over ", "lazy ", "dog. "};
-        auto pick = zebtest::random_bytes(len, 8, 3);
-        for (size_t i = 0; d.size() < len; ++i)
-            d.insert(d.end(), kWords[pick[i]], kWords[pick[i]] + strlen(kWords[pick[i]]));
-        break;
-    }
-    default: { // long matches at distance 1 and 32768
-        d.assign(40000, 'a');
-        Bytes r = zebtest::random_bytes(32768, 256, 9);
-        d.insert(d.end(), r.begin(), r.end());
-        d.insert(d.end(), r.begin(), r.end());
-    }
-    }
+    if (kind < 3)
+        return kind == 0 ? zebtest::random_bytes(len)
+                         : kind == 1 ? zebtest::runs(len) : zebtest::text_like(len);
+    Bytes d(40000, 'a'), r = zebtest::random_bytes(32768, 256, 9);
+    d.insert(d.end(), r.begin(), r.end());
+    d.insert(d.end(), r.begin(), r.end());
     d.resize(len);
     return d;
 }
@@ -262,43 +146,29 @@ Bytes zlib_deflate(const Bytes& data, const ZlibOptions& o)
     return out;
 }
 
-TEST(Inflate, ZlibLevelsAndDataBothWays)
+TEST(Inflate, ZlibLevelsStrategiesWindowsAndFlushes)
 {
+    std::vector<ZlibOptions> cases;
+    auto add = [&](int level, int strategy, int windowBits, int memLevel, int flush) {
+        cases.emplace_back();
+        ZlibOptions& o = cases.back();
+        o.level = level, o.strategy = strategy, o.windowBits = windowBits, o.memLevel = memLevel;
+        o.flush = flush, o.piece = flush == Z_NO_FLUSH ? 0 : 777;
+    };
+    for (int level = 0; level <= 9; ++level)
+        add(level, Z_DEFAULT_STRATEGY, -15, 8, Z_NO_FLUSH);
+    for (int strategy : {Z_FILTERED, Z_HUFFMAN_ONLY, Z_RLE, Z_FIXED})
+        add(6, strategy, -15, 8, Z_NO_FLUSH);
+    for (int i = 0; i < 9; ++i) // every windowBits 9..15 and every memLevel 1..9
+        add(6, Z_DEFAULT_STRATEGY, -(9 + i * 6 / 8), 1 + i, Z_NO_FLUSH);
+    for (int flush : {Z_SYNC_FLUSH, Z_FULL_FLUSH, Z_PARTIAL_FLUSH, Z_BLOCK})
+        for (int level : {0, 1, 6})
+            add(level, Z_DEFAULT_STRATEGY, -15, 8, flush);
     for (int kind = 0; kind < 4; ++kind) {
-        Bytes data = sample(kind, 120000 / kScale);
-        for (int level = 0; level <= 9; ++level) {
-            ZlibOptions o;
-            o.level = level;
-            expect_both_ways(zlib_deflate(data, o), data, 1 << 20, 1 << 20, {},
-                             ("kind " + std::to_string(kind) + " level " + std::to_string(level)).c_str());
-        }
-    }
-}
-
-TEST(Inflate, ZlibStrategiesWindowsMemLevelsAndFlushes)
-{
-    Bytes data = sample(2, 60000 / kScale);
-    Bytes runs = sample(1, 20000);
-    data.insert(data.end(), runs.begin(), runs.end());
-    for (int strategy : {Z_DEFAULT_STRATEGY, Z_FILTERED, Z_HUFFMAN_ONLY, Z_RLE, Z_FIXED}) {
-        ZlibOptions o;
-        o.strategy = strategy;
-        expect_both_ways(zlib_deflate(data, o), data, 1 << 20, 1 << 20, {}, "strategy");
-    }
-    for (int i = 0; i < 9; ++i) { // every windowBits 9..15 and every memLevel 1..9
-        ZlibOptions o;
-        o.windowBits = -(9 + i * 6 / 8);
-        o.memLevel = 1 + i;
-        expect_both_ways(zlib_deflate(data, o), data, 1 << 20, 1 << 20, {}, "window");
-    }
-    for (int flush : {Z_SYNC_FLUSH, Z_FULL_FLUSH, Z_PARTIAL_FLUSH, Z_BLOCK}) {
-        ZlibOptions o;
-        o.flush = flush;
-        o.piece = 777;
-        for (int level : {0, 1, 6}) {
-            o.level = level;
-            expect_both_ways(zlib_deflate(data, o), data, 1 << 20, 1 << 20, {}, "flush");
-        }
+        Bytes data = sample(kind, (kind == 3 ? 110000 : 30000) / kScale);
+        for (size_t i = 0; i < (kind == 1 || kind == 2 ? cases.size() : 10); ++i) // 10 levels
+            expect_both_ways(zlib_deflate(data, cases[i]), data, data.size(), data.size() + 1, {},
+                             ("kind " + std::to_string(kind) + " case " + std::to_string(i)).c_str());
     }
 }
 
@@ -313,10 +183,10 @@ TEST(Inflate, AnySplitOfSourceAndDestination)
             Bytes z = zlib_deflate(data, o);
             if (data.size() <= 3000) {
                 expect_both_ways(z, data, 1, 1, {}, "byte by byte");
-                expect_both_ways(z, data, 1, 1 << 20, {}, "source byte by byte");
+                expect_both_ways(z, data, 1, data.size() + 1, {}, "source byte by byte");
             }
             expect_both_ways(z, data, 13, 259, {}, "odd chunks");
-            expect_both_ways(z, data, 1 << 20, 100, {}, "small room");
+            expect_both_ways(z, data, z.size(), 100, {}, "small room");
         }
     }
 }
@@ -329,14 +199,10 @@ TEST(Inflate, ZlibAndGzipWrappersEndOnTheTrailer)
         o.windowBits = gzip ? 31 : 15;
         Bytes framed = zlib_deflate(data, o);
         size_t head = gzip ? 10 : 2, tail = gzip ? 8 : 4;
-        for (size_t chunk : {(size_t)1, (size_t)1 << 20}) {
+        for (size_t chunk : {(size_t)1, framed.size()}) {
             Bytes body(framed.begin() + head, framed.end()); // the trailer stays in the source
-            Decoded one = decode_one_stage(body, chunk, 1 << 20);
-            Decoded two = decode_two_stage(body, chunk, 1 << 20);
-            ASSERT_TRUE(one.out == data && two.out == data);
-            ASSERT_EQ(one.end, body.size() - tail);
-            ASSERT_EQ(two.end, body.size() - tail);
-            const Zeb8u* t = body.data() + one.end;
+            expect_both_ways(body, data, chunk, data.size() + 1, {}, "wrapped", tail);
+            const Zeb8u* t = body.data() + body.size() - tail;
             Zeb32u sum = gzip ? 0 : 1;
             if (gzip) {
                 ASSERT_EQ(zebsCRC32_8u(data.data(), (int)data.size(), &sum), zebStsOk);
@@ -361,13 +227,13 @@ TEST(Inflate, PresetDictionary)
     for (size_t dictLen : {(size_t)10, (size_t)300, (size_t)32768}) {
         ZlibOptions o;
         o.dict.assign(dict.end() - dictLen, dict.end());
-        expect_both_ways(zlib_deflate(data, o), data, 1 << 20, 1 << 20, o.dict, "dictionary");
+        expect_both_ways(zlib_deflate(data, o), data, data.size(), data.size() + 1, o.dict, "dictionary");
         expect_both_ways(zlib_deflate(data, o), data, 7, 61, o.dict, "dictionary, chunks");
     }
     // Of a dictionary longer than 32768 bytes the first 32768 are kept, not the last.
     ZlibOptions o;
     o.dict.assign(dict.begin(), dict.begin() + 32768);
-    expect_both_ways(zlib_deflate(data, o), data, 1 << 20, 1 << 20, dict, "long dictionary");
+    expect_both_ways(zlib_deflate(data, o), data, data.size(), data.size() + 1, dict, "long dictionary");
 }
 
 TEST(Inflate, CorpusFilesLevels1And6)
@@ -381,30 +247,33 @@ TEST(Inflate, CorpusFilesLevels1And6)
         for (int level : {1, 6}) {
             ZlibOptions o;
             o.level = level;
-            expect_both_ways(zlib_deflate(data, o), data, 1 << 24, 1 << 24, {}, path.c_str());
+            expect_both_ways(zlib_deflate(data, o), data, data.size(), data.size() + 1, {}, path.c_str());
         }
     }
 }
 
-// CopyState between blocks and inside compressed data: both states finish the stream alike.
+// CopyState inside compressed data and between blocks (just after a sync flush's empty stored
+// block): both states finish the stream alike, with the history the later blocks refer to.
 TEST(Inflate, CopyStateContinuesIdentically)
 {
     Bytes data = sample(2, 20000);
     ZlibOptions o;
-    o.flush = Z_FULL_FLUSH;
+    o.flush = Z_SYNC_FLUSH;
     o.piece = 5000;
     Bytes z = zlib_deflate(data, o);
-    for (size_t cut : {z.size() / 3, z.size() / 2}) {
-        for (size_t room : {(size_t)1, (size_t)1 << 20}) {
+    const Zeb8u kMarker[] = {0, 0, 0xFF, 0xFF};
+    size_t between = std::search(z.begin(), z.end(), kMarker, kMarker + 4) - z.begin() + 4;
+    for (size_t cut : {z.size() / 3, z.size() / 2, between}) {
+        for (size_t room : {(size_t)1, data.size() + 1}) {
             State a = new_state();
             Bytes head(z.begin(), z.begin() + cut);
-            Decoded first = decode_one_stage(head, 1 << 20, room, {}, a.get());
+            Decoded first = decode(false, head, 64, room, {}, a.get());
             ASSERT_EQ(first.status, zebStsSrcShort);
             State b = new_state();
             ASSERT_EQ(zebsDecodeLZ77CopyState_8u(a.get(), b.get()), zebStsOk);
             Bytes rest(z.begin() + first.end, z.end());
-            Decoded fromA = decode_one_stage(rest, 1 << 20, room, {}, a.get());
-            Decoded fromB = decode_one_stage(rest, 1 << 20, room, {}, b.get());
+            Decoded fromA = decode(false, rest, 64, room, {}, a.get());
+            Decoded fromB = decode(false, rest, 64, room, {}, b.get());
             ASSERT_EQ(fromB.status, zebStsStreamEnd);
             EXPECT_TRUE(fromA.out == fromB.out);
             first.out.insert(first.out.end(), fromB.out.begin(), fromB.out.end());
@@ -414,86 +283,20 @@ TEST(Inflate, CopyStateContinuesIdentically)
 }
 #endif // ZEBDC_HAVE_ZLIB
 
-// A raw stream from this library's own encoder: pairs at the given level, then fixed, dynamic or
-// stored blocks, the last one final.
-Bytes our_deflate(const Bytes& data, int level, int mode, int blockPairs = 65280)
-{
-    ZebLZ77EncoderState* e = nullptr;
-    EXPECT_EQ(zebsEncodeLZ77InitAlloc_8u((ZebLZ77Level)level, zebLZ77ChecksumNone, &e), zebStsOk);
-    std::vector<ZebLZ77Pair> pairs(65280);
-    Bytes out(data.size() * 2 + 1024);
-    Zeb8u* src = (Zeb8u*)data.data();
-    Zeb32s left = (Zeb32s)data.size();
-    Zeb8u* dst = out.data();
-    Zeb32s room = (Zeb32s)out.size();
-    ZebStatus st;
-    do {
-        zebsEncodeLZ77SetStatus_8u(zebLZ77StatusLZ77, e);
-        Zeb8u* blockStart = src;
-        ZebLZ77Pair* pd = pairs.data();
-        Zeb32s np = mode == 2 ? 250 : blockPairs; // 250 pairs: at most 64500 bytes
-        zebsEncodeLZ77_8u(&src, &left, &pd, &np, zebLZ77FlushFinal, e);
-        zebsEncodeLZ77SetStatus_8u(zebLZ77StatusHuffman, e);
-        ZebLZ77Pair* ps = pairs.data();
-        Zeb32s n = (Zeb32s)(pd - ps);
-        Zeb32s raw = (Zeb32s)(src - blockStart);
-        if (mode == 2) // BFINAL whenever asked for
-            st = zebsEncodeLZ77StoredBlock_8u(&blockStart, &raw, &dst, &room,
-                                              left ? zebLZ77FlushNone : zebLZ77FlushFinal, e);
-        else if (mode == 1)
-            st = zebsEncodeLZ77DynamicHuff_8u(&ps, &n, &dst, &room, zebLZ77FlushFinal, e);
-        else
-            st = zebsEncodeLZ77FixedHuff_8u(&ps, &n, &dst, &room, zebLZ77FlushFinal, e);
-    } while (left > 0 && st == zebStsOk);
-    EXPECT_EQ(st, zebStsStreamEnd);
-    out.resize((size_t)(dst - out.data()));
-    zebsLZ77Free_8u(e);
-    return out;
-}
-
+// Raw streams of this library's own encoder: fixed, dynamic or stored blocks.
 TEST(Inflate, OurEncoderStreamsBothWays)
 {
     for (int kind = 0; kind < 4; ++kind) {
         Bytes data = sample(kind, 100000 / kScale);
         for (int level = 0; level <= 2; ++level)
-            for (int mode = 0; mode < 3; ++mode) {
-                Bytes z = our_deflate(data, level, mode);
-                expect_both_ways(z, data, 1 << 20, 1 << 20, {}, "our encoder");
+            for (zebdeflate::Mode mode : {zebdeflate::kFixed, zebdeflate::kDynamic, zebdeflate::kStored}) {
+                zebdeflate::Options o;
+                o.level = level, o.framing = zebdeflate::kRaw, o.mode = mode;
+                Bytes z = zebdeflate::compress(data, o).bytes;
+                expect_both_ways(z, data, z.size(), data.size() + 1, {}, "our encoder");
                 expect_both_ways(z, data, 29, 301, {}, "our encoder, chunks");
             }
     }
-}
-
-// CopyState between blocks (phase 0): at every block boundary a copy finishes the stream.
-TEST(Inflate, CopyStateBetweenBlocksContinuesIdentically)
-{
-    Bytes data = sample(3, 90000);
-    Bytes z = our_deflate(data, 1, 1, 9000);
-    State a = new_state();
-    size_t pos = 0;
-    Bytes made, buf(data.size() + 1);
-    int copies = 0;
-    for (ZebStatus st = zebStsOk; st == zebStsOk; ++copies) {
-        State b = new_state();
-        ASSERT_EQ(zebsDecodeLZ77CopyState_8u(a.get(), b.get()), zebStsOk);
-        Decoded rest = decode_one_stage(Bytes(z.begin() + (long)pos, z.end()), 1 << 20, 777, {}, b.get());
-        Bytes all = made;
-        all.insert(all.end(), rest.out.begin(), rest.out.end());
-        EXPECT_TRUE(rest.status == zebStsStreamEnd && all == data) << "copy " << copies;
-        ZebLZ77BlockType type;
-        Zeb8u* p = z.data() + pos;
-        int n = (int)(z.size() - pos);
-        ASSERT_EQ(zebsDecodeLZ77GetBlockType_8u(&p, &n, &type, a.get()), zebStsOk);
-        Zeb8u* d = buf.data();
-        int room = (int)buf.size();
-        st = type == zebLZ77BlockDynamic
-                 ? zebsDecodeLZ77DynamicHuffFull_8u(&p, &n, &d, &room, zebLZ77FlushNone, a.get())
-                 : zebsDecodeLZ77FixedHuffFull_8u(&p, &n, &d, &room, zebLZ77FlushNone, a.get());
-        made.insert(made.end(), buf.data(), d);
-        pos = (size_t)(p - z.data());
-    }
-    EXPECT_GE(copies, 2);
-    EXPECT_TRUE(made == data);
 }
 
 TEST(Inflate, StateLifeCycleAndDescriptors)
@@ -547,14 +350,8 @@ TEST(Inflate, StoredBlocksAndHeaders)
     for (size_t chunk = 1; chunk <= 8; ++chunk)
         expect_both_ways(w.out, want, chunk, chunk * 5, {}, "stored");
 
+    expect_both_ways({0x01, 0x00, 0x00, 0xFF, 0xFF}, {}, 100, 100, {}, "empty stored block");
     State s = new_state();
-    Bytes bad = {0x01, 0x05, 0x00, 0x05, 0x00}, empty = {0x01, 0x00, 0x00, 0xFF, 0xFF};
-    Decoded r = decode_one_stage(bad, 100, 100, {}, s.get());
-    EXPECT_EQ(r.status, zebStsBadSize);
-    r = decode_two_stage(bad, 100, 100);
-    EXPECT_EQ(r.status, zebStsBadSize);
-    r = decode_one_stage(empty, 100, 100);
-    EXPECT_TRUE(r.status == zebStsStreamEnd && r.out.empty());
 
     // The flush-marker search skips to the byte after 00 00 FF FF.
     Bytes marked = {0x12, 0x00, 0x34, 0x00, 0x00, 0xFF, 0xFF, 0x99};
@@ -596,20 +393,20 @@ TEST(Inflate, RefusesFarDistancesAndInvalidSymbols)
         w.put(0, 32); // room for the fast paths
         return w.out;
     };
-    Bytes first = fixed([](BitWriter& w) { w.fixed_match3(0); });
-    Bytes secondTooFar = fixed([](BitWriter& w) { w.fixed_literal('x'); w.fixed_match3(1); });
-    Bytes lit286 = fixed([](BitWriter& w) { w.code(0xC6, 8); });
-    Bytes dist30 = fixed([](BitWriter& w) { w.fixed_literal('x'); w.code(1, 7); w.code(30, 5); });
-    for (size_t chunk : {(size_t)1, (size_t)1000}) {
-        EXPECT_EQ(decode_one_stage(first, chunk, 100).status, zebStsError);
-        EXPECT_EQ(decode_two_stage(first, chunk, 100).status, zebStsError);
-        EXPECT_EQ(decode_one_stage(secondTooFar, chunk, 100).status, zebStsError);
-        EXPECT_EQ(decode_two_stage(secondTooFar, chunk, 100).status, zebStsError);
-        EXPECT_EQ(decode_one_stage(lit286, chunk, 100).status, zebStsBadSize);
-        EXPECT_EQ(decode_two_stage(dist30, chunk, 100).status, zebStsBadSize);
-        EXPECT_EQ(decode_one_stage(dist30, chunk, 100).status, zebStsBadSize);
-    }
-    EXPECT_EQ(decode_two_stage(lit286, 1000, 100).status, zebStsBadSize);
+    const struct {
+        Bytes stream;
+        ZebStatus want;
+    } refused[] = {{fixed([](BitWriter& w) { w.fixed_match3(0); }), zebStsError},
+                   {fixed([](BitWriter& w) { w.fixed_literal('x'); w.fixed_match3(1); }), zebStsError},
+                   {fixed([](BitWriter& w) { w.code(0xC6, 8); }), zebStsBadSize}, // literal 286
+                   {fixed([](BitWriter& w) { w.fixed_literal('x'); w.code(1, 7); w.code(30, 5); }),
+                    zebStsBadSize}, // distance code 30
+                   {{0x01, 0x05, 0x00, 0x05, 0x00}, zebStsBadSize}}; // LEN and NLEN disagree
+    for (const auto& c : refused)
+        for (size_t chunk : {(size_t)1, (size_t)1000}) {
+            EXPECT_EQ(decode(false, c.stream, chunk, 100).status, c.want) << chunk;
+            EXPECT_EQ(decode(true, c.stream, chunk, 100).status, c.want) << chunk;
+        }
 
     // A decoder called without GetBlockType reads the header itself and refuses another type.
     Bytes fixedHeader = {0x03, 0x00, 0x00, 0x00}, dynamicHeader = {0x05, 0x00, 0x00, 0x00};
@@ -631,21 +428,18 @@ TEST(Inflate, RefusesFarDistancesAndInvalidSymbols)
         default: return zebsDecodeLZ77StoredHuff_8u(&p, &n, &pd, &room, s.get());
         }
     };
-    EXPECT_EQ(first_call(dynamicHeader, 0), zebStsError);
-    EXPECT_EQ(first_call(dynamicHeader, 1), zebStsError);
-    EXPECT_EQ(first_call(fixedHeader, 2), zebStsError);
-    EXPECT_EQ(first_call(fixedHeader, 3), zebStsError);
-    EXPECT_EQ(first_call(fixedHeader, 4), zebStsError);
+    for (int which = 0; which < 5; ++which)
+        EXPECT_EQ(first_call(which < 2 ? dynamicHeader : fixedHeader, which), zebStsError) << which;
 
     // A D-byte dictionary makes distance D the furthest allowed.
     Bytes d4 = fixed([](BitWriter& w) { w.fixed_match3(3); });
     Bytes d3 = fixed([](BitWriter& w) { w.fixed_match3(2); });
     Bytes dict = {'a', 'b', 'c'};
-    EXPECT_EQ(decode_one_stage(d4, 1000, 100, dict).status, zebStsError);
-    EXPECT_EQ(decode_two_stage(d4, 1000, 100, 8192, dict).status, zebStsError);
-    Decoded ok = decode_one_stage(d3, 1000, 100, dict);
+    EXPECT_EQ(decode(false, d4, 1000, 100, dict).status, zebStsError);
+    EXPECT_EQ(decode(true, d4, 1000, 100, dict).status, zebStsError);
+    Decoded ok = decode(false, d3, 1000, 100, dict);
     EXPECT_TRUE(ok.status == zebStsStreamEnd && ok.out == dict);
-    EXPECT_TRUE(decode_two_stage(d3, 1000, 100, 8192, dict).out == dict);
+    EXPECT_TRUE(decode(true, d3, 1000, 100, dict).out == dict);
 
     // A caller's pairs of any value stay in bounds; a match cut by the room is carried over.
     State s = new_state();
@@ -733,11 +527,7 @@ TEST(Inflate, DynamicHeadersWithOddCodes)
     w.code(2, 2);     // end
     w.put(0, 32);
     Bytes want = {'a', 'b', 'b', 'b', 'b'};
-    for (size_t chunk : {(size_t)1, (size_t)3, (size_t)1000}) {
-        Decoded one = decode_one_stage(w.out, chunk, 2);
-        EXPECT_TRUE(one.status == zebStsStreamEnd && one.out == want) << chunk;
-        EXPECT_TRUE(decode_two_stage(w.out, chunk, 3).out == want) << chunk;
-    }
+    expect_both_ways_in_chunks(w.out, want, {1, 3, 1000}, 2);
     // An over-subscribed code: 'a' has the 1-bit code 0, end of block 10, 'b' to 'd' the 3-bit
     // codes 110, 111 and (wrapped) 000. The shorter code keeps its patterns: were 'd' to take
     // 000, three 'a' in a row would decode as 'd' from a whole buffer.
@@ -748,11 +538,7 @@ TEST(Inflate, DynamicHeadersWithOddCodes)
     o.code(6, 3);     // 'b'
     o.code(2, 2);     // end of block
     o.put(0, 32);
-    for (size_t chunk : {(size_t)1, (size_t)1000}) {
-        Decoded one = decode_one_stage(o.out, chunk, 1000);
-        EXPECT_TRUE(one.status == zebStsStreamEnd && one.out == Bytes({'a', 'a', 'a', 'b'})) << chunk;
-        EXPECT_TRUE(decode_two_stage(o.out, chunk, 1000).out == Bytes({'a', 'a', 'a', 'b'})) << chunk;
-    }
+    expect_both_ways_in_chunks(o.out, {'a', 'a', 'a', 'b'}, {1, 1000}, 1000);
     // A stream cut inside a block whose literal 'a' has the all-zero code 0: the zero bits above
     // those held are no input, so the decoders stop for more source after the 'a' that are
     // there (at most 7 more from the last byte's padding), never producing zeros for ever.
@@ -760,10 +546,9 @@ TEST(Inflate, DynamicHeadersWithOddCodes)
     header(cut, 257, 1, {100 + 97, 1, 2, 100 + 138, 100 + 19, 2, 0});
     for (int i = 0; i < 5; ++i)
         cut.code(0, 1);
-    for (size_t chunk : {(size_t)1, (size_t)1000}) {
-        Decoded one = decode_one_stage(cut.out, chunk, 1000);
-        Decoded two = decode_two_stage(cut.out, chunk, 1000);
-        for (const Decoded& r : {one, two})
+    for (size_t chunk : {(size_t)1, (size_t)1000})
+        for (bool twoStage : {false, true}) {
+            Decoded r = decode(twoStage, cut.out, chunk, 1000);
             EXPECT_TRUE(r.status == zebStsSrcShort && r.out.size() >= 5 && r.out.size() <= 12 &&
                         std::all_of(r.out.begin(), r.out.end(), [](Zeb8u b) { return b == 'a'; }))
                 << chunk << ": " << r.out.size();
@@ -795,13 +580,9 @@ TEST(Inflate, DynamicHeadersWithOddCodes)
     header(v, 286, 30, many);
     Bytes tail = zebtest::random_bytes(4000, 256, 7);
     v.out.insert(v.out.end(), tail.begin(), tail.end());
-    for (size_t chunk : {(size_t)1, (size_t)5000}) {
-        Decoded one = decode_one_stage(v.out, chunk, 997);
-        Decoded two = decode_two_stage(v.out, chunk, 997, 64);
-        for (ZebStatus st : {one.status, two.status})
-            EXPECT_TRUE(st == zebStsStreamEnd || st == zebStsSrcShort || st == zebStsBadSize ||
-                        st == zebStsError) << st;
-    }
+    for (size_t chunk : {(size_t)1, (size_t)5000}) // the drivers abort on any other status
+        for (bool twoStage : {false, true})
+            decode(twoStage, v.out, chunk, 997, {}, nullptr, 64);
 }
 
 } // namespace

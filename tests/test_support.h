@@ -2,6 +2,7 @@
 #ifndef ZEBDC_TEST_SUPPORT_H
 #define ZEBDC_TEST_SUPPORT_H
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <random>
@@ -19,6 +20,30 @@ inline std::vector<Zeb8u> random_bytes(size_t len, unsigned alphabet = 256, uint
     std::vector<Zeb8u> out(len);
     for (auto& b : out)
         b = (Zeb8u)(rng() % alphabet);
+    return out;
+}
+
+// Text-like bytes: words of a small vocabulary in a random order.
+inline std::vector<Zeb8u> text_like(size_t len, uint32_t seed = 1)
+{
+    static const char* const kWords[] = {"the ", "compression ", "of ", "data ", "and ",
+                                         "window ", "match ", "a ", "literal ", "deflate\n"};
+    std::mt19937 rng(seed);
+    std::vector<Zeb8u> out;
+    while (out.size() < len)
+        for (const char* c = kWords[rng() % 10]; *c && out.size() < len; ++c)
+            out.push_back((Zeb8u)*c);
+    return out;
+}
+
+// Runs of 1 to 300 equal bytes of a 4-letter alphabet.
+inline std::vector<Zeb8u> runs(size_t len, uint32_t seed = 1)
+{
+    std::mt19937 rng(seed);
+    std::vector<Zeb8u> out;
+    while (out.size() < len)
+        out.insert(out.end(), std::min<size_t>(1 + rng() % 300, len - out.size()),
+                   (Zeb8u)(rng() % 4));
     return out;
 }
 
