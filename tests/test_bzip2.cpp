@@ -429,12 +429,12 @@ TEST(Bzip2Huffman, HostileHeadersAreRefusedAndLongCodesDecode)
     // and their bit offset (each selector shifts them by one bit).
     for (int tail = 3; tail <= 24; ++tail)
         for (int selectors = 2; selectors <= 9; ++selectors) {
-            BitSink w = header(2, selectors, 1, deep);
+            StreamWriter w = header(2, selectors, 1, deep);
             for (int i = 0; i < 50; ++i)
                 w.put(((1u << 19) - 1) << 1, 20);
             w.put(0xFFFFF, 20);
-            const Bytes padded = w.done(tail);
-            Bytes in(padded.begin(), padded.end()); // allocated to the byte, unlike the sink's
+            const Bytes padded = w.finish(tail);
+            Bytes in(padded.begin(), padded.end()); // allocated to the byte, unlike the writer's
             ZebDecodeHuffState_BZ2* st = nullptr;
             zebsDecodeHuffInitAlloc_BZ2_8u16u(500, 21, &st);
             Zeb32u code = 0;
