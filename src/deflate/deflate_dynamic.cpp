@@ -15,10 +15,28 @@ using deflate_rules::kLenExtra;
 
 enum { kEndOfBlock = 256, kFirstLengthSymbol = 257 };
 
-void reset_counts(OwnHuffEntry* entries, Zeb32s n)
+// A code with its extra bits above it, as OwnMergedCodes holds it.
+Zeb32u merge_code(const OwnHuffEntry& entry, Zeb32u extra, Zeb32s extraBits)
 {
-    for (Zeb32s i = 0; i < n; ++i)
-        entries[i] = OwnHuffEntry{0, 0, 0};
+    if (entry.len == 0)
+        return 0;
+    return (entry.code | extra << entry.len) | (Zeb32u)(entry.len + extraBits) << 24;
+}
+
+// Merged codes of every match length and of the distances up to 256.
+void merge_codes(OwnDeflateWork* work)
+{
+    for (Zeb32s length = kLZ77MinMatch; length <= kLZ77MaxMatch; ++length) {
+        Zeb32u code = lCodeTab[length - kLZ77MinMatch];
+        work->merged.length[length - kLZ77MinMatch] =
+            merge_code(work->litLen[kFirstLengthSymbol + code], length - kLenBase[code],
+                       kLenExtra[code]);
+    }
+    for (Zeb32u distance = 1; distance <= 256; ++distance) {
+        Zeb32u code = ownDistCode(distance);
+        work->merged.nearDistance[distance - 1] =
+            merge_code(work->dist[code], distance - kDistBase[code], distExtra((int)code));
+    }
 }
 
 // The mode rule: list the literal/length symbols by first appearance with counts c1..cn, take
@@ -46,24 +64,42 @@ Zeb32s choose_mode(const OwnDeflateWork* work, Zeb32s distinct, Zeb32s pairs)
 
 } // namespace
 
+// The counts go to local arrays first and reach the work areas only when every pair is valid.
+// A pair takes no branch (literals add to a spare distance slot, and an invalid pair, counted
+// at indexes in range, only marks the result), and first appearances are told by a flag array
+// that is rarely written, so the loop never waits for a count it has just stored.
 ZebStatus ownCountPairs(const ZebLZ77Pair* pairs, Zeb32s n, OwnDeflateWork* work,
                         Zeb32s* pDistinct)
 {
-    reset_counts(work->litLen, kLitLenCodes);
-    reset_counts(work->dist, kDistCodes);
-    work->litLen[kEndOfBlock].count = 1;
+    Zeb32u litLenCount[kLitLenCodes] = {0};
+    Zeb32u distCount[kDistCodes + 1] = {0}; // the last slot counts literals
+    Zeb8u seen[kLitLenCodes] = {0};
     Zeb32s distinct = 0;
+    Zeb32u invalid = 0;
     for (Zeb32s i = 0; i < n; ++i) {
-        ZebLZ77Pair pair = pairs[i];
-        ZEB_CHECK(ownPairValid(pair), zebStsError);
-        Zeb32u symbol = pair.length;
-        if (pair.offset != 0) {
-            symbol = kFirstLengthSymbol + lCodeTab[pair.length - kLZ77MinMatch];
-            ++work->dist[ownDistCode(pair.offset)].count;
-        }
-        if (work->litLen[symbol].count++ == 0)
+        Zeb32u length = pairs[i].length, offset = pairs[i].offset;
+        bool literal = (length | offset << 16) <= 255;
+        bool match = (length - kLZ77MinMatch <= kLZ77MaxMatch - kLZ77MinMatch) &
+                     (offset - 1u < 32768u);
+        invalid |= !(literal | match);
+        Zeb32u d = (offset - 1u) & 0x7FFF; // distance - 1 of a valid match
+        Zeb32u distCode = dCodeTab[d < 256 ? d : 256 + (d >> 7)];
+        Zeb32u lengthSymbol = kFirstLengthSymbol + lCodeTab[(Zeb8u)(length - kLZ77MinMatch)];
+        Zeb32u literalMask = 0u - (Zeb32u)literal; // selects without a branch
+        Zeb32u symbol = lengthSymbol ^ ((length ^ lengthSymbol) & literalMask);
+        ++litLenCount[symbol];
+        ++distCount[distCode ^ ((kDistCodes ^ distCode) & literalMask)];
+        if (!seen[symbol]) {
+            seen[symbol] = 1;
             work->order[distinct++] = (Zeb16u)symbol;
+        }
     }
+    ZEB_CHECK(!invalid, zebStsError);
+    litLenCount[kEndOfBlock] = 1;
+    for (Zeb32s k = 0; k < kLitLenCodes; ++k)
+        work->litLen[k] = OwnHuffEntry{0, 0, litLenCount[k]};
+    for (Zeb32s k = 0; k < kDistCodes; ++k)
+        work->dist[k] = OwnHuffEntry{0, 0, distCount[k]};
     *pDistinct = distinct;
     return zebStsOk;
 }
@@ -130,6 +166,7 @@ void ownStageDynamicHeader(ZebLZ77EncoderHeader* e, OwnBitSink& s, bool final)
     ownDrainBits(h);
     ZEB_ASSERT(h.count < 8);
     e->headerLen = (Zeb32s)(h.dst - work->header);
+    merge_codes(work);
     s.acc = h.acc;
     s.count = h.count;
 }
@@ -138,38 +175,42 @@ Zeb32s ownCodePairsDynamic(OwnBitSink& s, const ZebLZ77Pair* pairs, Zeb32s n,
                            const OwnDeflateWork* work, ZebStatus* pStatus)
 {
     const OwnHuffEntry* litLen = work->litLen;
-    const OwnHuffEntry* dist = work->dist;
+    const OwnMergedCodes& merged = work->merged;
     Zeb32s i = 0;
     for (; i < n; ++i) {
         ownDrainBits(s);
         if (s.count >= 8)
             break;
         ZebLZ77Pair pair = pairs[i];
-        if (!ownPairValid(pair)) {
-            *pStatus = zebStsError;
-            break;
-        }
         if (pair.offset == 0) {
-            const OwnHuffEntry& literal = litLen[pair.length];
-            if (literal.len == 0) { // not among the counted pairs
+            // a literal not among the counted pairs has no code
+            if (pair.length > 255 || litLen[pair.length].len == 0) {
                 *pStatus = zebStsError;
                 break;
             }
-            ownPutBits(s, literal.code, literal.len);
+            ownPutBits(s, litLen[pair.length].code, litLen[pair.length].len);
             continue;
         }
-        Zeb32u lengthCode = lCodeTab[pair.length - kLZ77MinMatch];
-        Zeb32u distCode = ownDistCode(pair.offset);
-        const OwnHuffEntry& length = litLen[kFirstLengthSymbol + lengthCode];
-        const OwnHuffEntry& distance = dist[distCode];
-        if (length.len == 0 || distance.len == 0) {
+        Zeb32u lengthIndex = (Zeb32u)pair.length - kLZ77MinMatch;
+        if (lengthIndex > kLZ77MaxMatch - kLZ77MinMatch || pair.offset > 32768) {
             *pStatus = zebStsError;
             break;
         }
-        ownPutBits(s, length.code, length.len);
-        ownPutBits(s, pair.length - kLenBase[lengthCode], kLenExtra[lengthCode]);
-        ownPutBits(s, distance.code, distance.len);
-        ownPutBits(s, pair.offset - kDistBase[distCode], distExtra((int)distCode));
+        Zeb32u length = merged.length[lengthIndex];
+        bool near = pair.offset <= 256;
+        Zeb32u nearDistance = merged.nearDistance[(pair.offset - 1) & 0xFF];
+        Zeb32u farCode = ownDistCode(pair.offset);
+        const OwnHuffEntry& far = work->dist[farCode];
+        if ((length >> 24) == 0 || (near ? nearDistance >> 24 : far.len) == 0) {
+            *pStatus = zebStsError;
+            break;
+        }
+        ownPutMerged(s, length);
+        if (near)
+            ownPutMerged(s, nearDistance);
+        else // up to 15 + 13 bits: too many for a merged code
+            ownPutBits(s, far.code | (pair.offset - kDistBase[farCode]) << far.len,
+                       far.len + distExtra((int)farCode));
     }
     return i;
 }

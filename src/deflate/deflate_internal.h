@@ -174,10 +174,20 @@ struct OwnHuffEntry {
     Zeb32u count;
 };
 
+// Codes of a dynamic block with their extra bits folded in above them, for the pair coder: the
+// low 24 bits are the bits to write, the high 8 bits their number (0: the symbol has no code).
+struct OwnMergedCodes {
+    Zeb32u length[256];       // match length 3 + i
+    Zeb32u nearDistance[256]; // distance 1 + i
+};
+
 // Block-writer work areas, in the order and sizes of the state's description.
 struct OwnDeflateWork {
-    Zeb8u trailer[8];                         // staged zlib or gzip trailer
-    Zeb32u sortWeights[512];                  // code-length builder: weights and depths
+    Zeb8u trailer[8]; // staged zlib or gzip trailer
+    union {
+        Zeb32u sortWeights[512]; // code-length builder: weights and depths
+        OwnMergedCodes merged;   // once the dynamic codes are built
+    };
     OwnHuffEntry litLen[kLitLenCodes];        // counts, then codes of the literal/length alphabet
     Zeb32u depthCount[512];                   // code-length builder: leaves per depth
     OwnHuffEntry dist[kDistCodes];            // counts, then codes of the distance alphabet
@@ -301,15 +311,22 @@ static inline void ownPutBits(OwnBitSink& s, Zeb32u bits, Zeb32s n)
     s.count += n;
 }
 
+// Writes a merged code (OwnMergedCodes).
+static inline void ownPutMerged(OwnBitSink& s, Zeb32u merged)
+{
+    ownPutBits(s, merged & 0xFFFFFF, (Zeb32s)(merged >> 24));
+}
+
 // Moves whole bytes out while there is room.
 static inline void ownDrainBits(OwnBitSink& s)
 {
+    ZEB_ASSERT(s.count < 64);
     if (s.room >= 8) { // one unaligned store, then advance by the whole bytes held
         zeb_store64(s.dst, s.acc);
         Zeb32s bytes = s.count >> 3;
         s.dst += bytes;
         s.room -= bytes;
-        s.acc = bytes == 8 ? 0 : s.acc >> (8 * bytes);
+        s.acc >>= 8 * bytes;
         s.count &= 7;
         return;
     }
