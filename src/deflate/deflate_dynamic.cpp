@@ -6,7 +6,8 @@
 // built whole into a work area, then delivered like the coded pairs as room allows.
 #include "deflate/deflate_internal.h"
 
-namespace {
+namespace
+{
 
 using deflate_rules::distExtra;
 using deflate_rules::kDistBase;
@@ -28,9 +29,8 @@ void merge_codes(OwnDeflateWork* work)
 {
     for (Zeb32s length = kLZ77MinMatch; length <= kLZ77MaxMatch; ++length) {
         Zeb32u code = lCodeTab[length - kLZ77MinMatch];
-        work->merged.length[length - kLZ77MinMatch] =
-            merge_code(work->litLen[kFirstLengthSymbol + code], length - kLenBase[code],
-                       kLenExtra[code]);
+        work->merged.length[length - kLZ77MinMatch] = merge_code(
+            work->litLen[kFirstLengthSymbol + code], length - kLenBase[code], kLenExtra[code]);
     }
     for (Zeb32u distance = 1; distance <= 256; ++distance) {
         Zeb32u code = ownDistCode(distance);
@@ -62,39 +62,48 @@ Zeb32s choose_mode(const OwnDeflateWork* work, Zeb32s distinct, Zeb32s pairs)
     return largest - atMean >= (Zeb32u)(pairs >> 2) ? kBlockDynamic : kBlockFixed;
 }
 
+// Whether every pair is one the writers can code. Branch-free, so the compiler can vectorise it.
+bool all_pairs_valid(const ZebLZ77Pair* pairs, Zeb32s n)
+{
+    Zeb32u invalid = 0;
+    for (Zeb32s i = 0; i < n; ++i) {
+        Zeb16u length = pairs[i].length, offset = pairs[i].offset;
+        Zeb16u badLiteral = length > 255;
+        // length 3..258 and distance 1..32768 leave both terms within a byte
+        Zeb16u badMatch = ((Zeb16u)(length - kLZ77MinMatch) | (Zeb16u)(offset - 1) >> 7) > 255;
+        invalid |= offset == 0 ? badLiteral : badMatch;
+    }
+    return invalid == 0;
+}
+
 } // namespace
 
 // The counts go to local arrays first and reach the work areas only when every pair is valid.
-// A pair takes no branch (literals add to a spare distance slot, and an invalid pair, counted
-// at indexes in range, only marks the result), and first appearances are told by a flag array
-// that is rarely written, so the loop never waits for a count it has just stored.
-ZebStatus ownCountPairs(const ZebLZ77Pair* pairs, Zeb32s n, OwnDeflateWork* work,
-                        Zeb32s* pDistinct)
+// A pair takes no branch: a literal counts as a distance of 32768 too, taken back at the end,
+// and first appearances are told by a flag array that is rarely written, so the loop never
+// waits for a count it has just stored.
+ZebStatus ownCountPairs(const ZebLZ77Pair* pairs, Zeb32s n, OwnDeflateWork* work, Zeb32s* pDistinct)
 {
+    ZEB_CHECK(all_pairs_valid(pairs, n), zebStsError);
     Zeb32u litLenCount[kLitLenCodes] = {0};
-    Zeb32u distCount[kDistCodes + 1] = {0}; // the last slot counts literals
+    Zeb32u distCount[kDistCodes] = {0};
     Zeb8u seen[kLitLenCodes] = {0};
     Zeb32s distinct = 0;
-    Zeb32u invalid = 0;
     for (Zeb32s i = 0; i < n; ++i) {
         Zeb32u length = pairs[i].length, offset = pairs[i].offset;
-        bool literal = (length | offset << 16) <= 255;
-        bool match = (length - kLZ77MinMatch <= kLZ77MaxMatch - kLZ77MinMatch) &
-                     (offset - 1u < 32768u);
-        invalid |= !(literal | match);
-        Zeb32u d = (offset - 1u) & 0x7FFF; // distance - 1 of a valid match
-        Zeb32u distCode = dCodeTab[d < 256 ? d : 256 + (d >> 7)];
+        Zeb32u literalMask = 0u - (Zeb32u)(offset == 0); // selects without a branch
         Zeb32u lengthSymbol = kFirstLengthSymbol + lCodeTab[(Zeb8u)(length - kLZ77MinMatch)];
-        Zeb32u literalMask = 0u - (Zeb32u)literal; // selects without a branch
         Zeb32u symbol = lengthSymbol ^ ((length ^ lengthSymbol) & literalMask);
         ++litLenCount[symbol];
-        ++distCount[distCode ^ ((kDistCodes ^ distCode) & literalMask)];
+        Zeb32u d = (offset - 1u) & 0x7FFF; // distance - 1, 32767 for a literal
+        ++distCount[dCodeTab[d < 256 ? d : 256 + (d >> 7)]];
         if (!seen[symbol]) {
             seen[symbol] = 1;
             work->order[distinct++] = (Zeb16u)symbol;
         }
     }
-    ZEB_CHECK(!invalid, zebStsError);
+    for (Zeb32s k = 0; k < 256; ++k)
+        distCount[kDistCodes - 1] -= litLenCount[k];
     litLenCount[kEndOfBlock] = 1;
     for (Zeb32s k = 0; k < kLitLenCodes; ++k)
         work->litLen[k] = OwnHuffEntry{0, 0, litLenCount[k]};
@@ -171,11 +180,12 @@ void ownStageDynamicHeader(ZebLZ77EncoderHeader* e, OwnBitSink& s, bool final)
     s.count = h.count;
 }
 
-Zeb32s ownCodePairsDynamic(OwnBitSink& s, const ZebLZ77Pair* pairs, Zeb32s n,
+Zeb32s ownCodePairsDynamic(OwnBitSink& sink, const ZebLZ77Pair* pairs, Zeb32s n,
                            const OwnDeflateWork* work, ZebStatus* pStatus)
 {
     const OwnHuffEntry* litLen = work->litLen;
     const OwnMergedCodes& merged = work->merged;
+    OwnBitSink s = sink; // a local copy: stores through s.dst cannot alias it
     Zeb32s i = 0;
     for (; i < n; ++i) {
         ownDrainBits(s);
@@ -212,6 +222,7 @@ Zeb32s ownCodePairsDynamic(OwnBitSink& s, const ZebLZ77Pair* pairs, Zeb32s n,
             ownPutBits(s, far.code | (pair.offset - kDistBase[farCode]) << far.len,
                        far.len + distExtra((int)farCode));
     }
+    sink = s;
     return i;
 }
 
