@@ -16,26 +16,22 @@ using deflate_rules::kLenExtra;
 
 enum { kEndOfBlock = 256, kFirstLengthSymbol = 257 };
 
-// A code with its extra bits above it, as OwnMergedCodes holds it.
-Zeb32u merge_code(const OwnHuffEntry& entry, Zeb32u extra, Zeb32s extraBits)
-{
-    if (entry.len == 0)
-        return 0;
-    return (entry.code | extra << entry.len) | (Zeb32u)(entry.len + extraBits) << 24;
-}
-
-// Merged codes of every match length and of the distances up to 256.
+// The codes of the pair coder: every match length with its extra bits, and the distance codes.
 void merge_codes(OwnDeflateWork* work)
 {
     for (Zeb32s length = kLZ77MinMatch; length <= kLZ77MaxMatch; ++length) {
         Zeb32u code = lCodeTab[length - kLZ77MinMatch];
-        work->merged.length[length - kLZ77MinMatch] = merge_code(
-            work->litLen[kFirstLengthSymbol + code], length - kLenBase[code], kLenExtra[code]);
+        const OwnHuffEntry& entry = work->litLen[kFirstLengthSymbol + code];
+        Zeb32u extra = (Zeb32u)(length - kLenBase[code]);
+        Zeb32u count = (Zeb32u)(entry.len + kLenExtra[code]);
+        work->merged.length[length - kLZ77MinMatch] =
+            entry.len == 0 ? 0 : (entry.code | extra << entry.len) | count << 24;
     }
-    for (Zeb32u distance = 1; distance <= 256; ++distance) {
-        Zeb32u code = ownDistCode(distance);
-        work->merged.nearDistance[distance - 1] =
-            merge_code(work->dist[code], distance - kDistBase[code], distExtra((int)code));
+    for (Zeb32s code = 0; code < kDistCodes; ++code) {
+        const OwnHuffEntry& entry = work->dist[code];
+        Zeb32s extra = distExtra(code);
+        work->merged.distance[code] = OwnDistanceCode{entry.code, (Zeb16u)((1u << extra) - 1),
+                                                      (Zeb8u)entry.len, (Zeb8u)(entry.len + extra)};
     }
 }
 
@@ -207,20 +203,14 @@ Zeb32s ownCodePairsDynamic(OwnBitSink& sink, const ZebLZ77Pair* pairs, Zeb32s n,
             break;
         }
         Zeb32u length = merged.length[lengthIndex];
-        bool near = pair.offset <= 256;
-        Zeb32u nearDistance = merged.nearDistance[(pair.offset - 1) & 0xFF];
-        Zeb32u farCode = ownDistCode(pair.offset);
-        const OwnHuffEntry& far = work->dist[farCode];
-        if ((length >> 24) == 0 || (near ? nearDistance >> 24 : far.len) == 0) {
+        Zeb32u d = pair.offset - 1u; // no branch on near or far: it would mispredict
+        const OwnDistanceCode& distance = merged.distance[dCodeTab[d < 256 ? d : 256 + (d >> 7)]];
+        if ((length >> 24) == 0 || distance.len == 0) {
             *pStatus = zebStsError;
             break;
         }
-        ownPutMerged(s, length);
-        if (near)
-            ownPutMerged(s, nearDistance);
-        else // up to 15 + 13 bits: too many for a merged code
-            ownPutBits(s, far.code | (pair.offset - kDistBase[farCode]) << far.len,
-                       far.len + distExtra((int)farCode));
+        ownPutBits(s, length & 0xFFFFFF, (Zeb32s)(length >> 24));
+        ownPutBits(s, distance.code | (d & distance.extraMask) << distance.len, distance.bits);
     }
     sink = s;
     return i;

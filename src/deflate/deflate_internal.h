@@ -174,11 +174,21 @@ struct OwnHuffEntry {
     Zeb32u count;
 };
 
-// Codes of a dynamic block with their extra bits folded in above them, for the pair coder: the
-// low 24 bits are the bits to write, the high 8 bits their number (0: the symbol has no code).
+// A distance code of a dynamic block as the pair coder takes it. The extra bits of a distance
+// are the low bits of distance - 1, since every code's base - 1 is a multiple of their range.
+struct OwnDistanceCode {
+    Zeb16u code;      // bit-reversed code
+    Zeb16u extraMask; // (1 << extra bits) - 1
+    Zeb8u len;        // code length, 0 when the code is unused
+    Zeb8u bits;       // code length plus extra bits
+};
+
+// Codes of a dynamic block for the pair coder: each match length's code with its extra bits
+// folded in above it (low 24 bits the bits to write, high 8 bits their number, 0 when the
+// length code is unused), and the distance codes.
 struct OwnMergedCodes {
-    Zeb32u length[256];       // match length 3 + i
-    Zeb32u nearDistance[256]; // distance 1 + i
+    Zeb32u length[256];                   // match length 3 + i
+    OwnDistanceCode distance[kDistCodes]; // by distance code
 };
 
 // Block-writer work areas, in the order and sizes of the state's description.
@@ -309,12 +319,6 @@ static inline void ownPutBits(OwnBitSink& s, Zeb32u bits, Zeb32s n)
 {
     s.acc |= (uint64_t)bits << s.count;
     s.count += n;
-}
-
-// Writes a merged code (OwnMergedCodes).
-static inline void ownPutMerged(OwnBitSink& s, Zeb32u merged)
-{
-    ownPutBits(s, merged & 0xFFFFFF, (Zeb32s)(merged >> 24));
 }
 
 // Moves whole bytes out while there is room.
