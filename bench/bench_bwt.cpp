@@ -7,8 +7,7 @@
 #include <divsufsort.h>
 #endif
 
-namespace
-{
+namespace {
 
 using Bytes = std::vector<Zeb8u>;
 const size_t kBlock = 900000, kSmallBlock = 32768, kSmallBlocks = 8;

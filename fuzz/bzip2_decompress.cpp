@@ -8,8 +8,7 @@
 
 #include "../tests/bzip2_stream.h"
 
-namespace
-{
+namespace {
 
 void require(bool ok)
 {

@@ -177,6 +177,10 @@ inline bool bz2_decompress(const Bytes& in, Bytes* out, std::vector<Bytes>* last
     std::unique_ptr<Zeb8u[]> huffMem(new Zeb8u[size]), block(new Zeb8u[maxBlock]),
         scratch(new Zeb8u[4 * (size_t)maxBlock + 1024]);
     std::unique_ptr<Zeb16u[]> syms(new Zeb16u[maxBlock + 2]);
+    // Room for the largest expansion (a run of 255 from every 5 bytes): only the pages written
+    // are ever touched, and every block of the stream reuses them.
+    std::unique_ptr<Zeb8u[]> unsorted(new Zeb8u[maxBlock]),
+        runs(new Zeb8u[(size_t)maxBlock * 52 + 8]);
     Bytes mtf(256);
     auto* huff = (ZebDecodeHuffState_BZ2*)(void*)huffMem.get();
     Zeb32u combined = 0;
@@ -210,13 +214,9 @@ inline bool bz2_decompress(const Bytes& in, Bytes* out, std::vector<Bytes>* last
             lastColumns->emplace_back(block.get(), block.get() + n);
             continue;
         }
-        Bytes unsorted(n);
-        zebsBWTInv_8u(block.get(), unsorted.data(), n, origPtr, scratch.get());
-        zebsExpandDictionary_8u_I(inUse, unsorted.data(), n, dict);
-        // Room for the largest expansion (a run of 255 from every 5 bytes): only the pages
-        // written are ever touched.
-        std::unique_ptr<Zeb8u[]> runs(new Zeb8u[(size_t)n * 52 + 8]);
-        Zeb8u* r = unsorted.data();
+        zebsBWTInv_8u(block.get(), unsorted.get(), n, origPtr, scratch.get());
+        zebsExpandDictionary_8u_I(inUse, unsorted.get(), n, dict);
+        Zeb8u* r = unsorted.get();
         int rLen = n, outLen = n * 52 + 8;
         if (zebsDecodeRLE_BZ2_8u(&r, &rLen, runs.get(), &outLen) != 0)
             return false;

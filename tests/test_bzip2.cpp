@@ -17,8 +17,7 @@
 #include <bzlib.h>
 #endif
 
-namespace
-{
+namespace {
 
 using namespace zebbz2;
 
@@ -448,6 +447,30 @@ TEST(Bzip2Huffman, HostileHeadersAreRefusedAndLongCodesDecode)
         ASSERT_EQ(huff_decode(w.done(), 21, (size_t)piece, &out), zebStsOk);
         EXPECT_EQ(out, (Symbols{19, 0, 5, 18}));
     }
+    // A group of 20-bit codes that ends near the end of the source: the decoder reads nothing
+    // past it (a source of exactly the stream's bytes), whatever the padding after the codes
+    // and their bit offset (each selector shifts them by one bit).
+    for (int tail = 3; tail <= 24; ++tail)
+        for (int selectors = 2; selectors <= 9; ++selectors) {
+            BitSink w = header(2, selectors, 1, deep);
+            for (int i = 0; i < 50; ++i)
+                w.put(((1u << 19) - 1) << 1, 20);
+            w.put(0xFFFFF, 20);
+            const Bytes padded = w.done(tail);
+            Bytes in(padded.begin(), padded.end()); // allocated to the byte, unlike the sink's
+            ZebDecodeHuffState_BZ2* st = nullptr;
+            zebsDecodeHuffInitAlloc_BZ2_8u16u(500, 21, &st);
+            Zeb32u code = 0;
+            int bits = 0, srcLen = (int)in.size(), len = 100;
+            Zeb8u* src = in.data();
+            Symbols out(100);
+            ASSERT_EQ(zebsUnpackHuffContext_BZ2_8u16u(&code, &bits, &src, &srcLen, st), zebStsOk);
+            EXPECT_EQ(zebsDecodeHuff_BZ2_8u16u(&code, &bits, &src, &srcLen, out.data(), &len, st),
+                      zebStsOk);
+            zebsDecodeHuffFree_BZ2_8u16u(st);
+            EXPECT_EQ(len, 50);
+            EXPECT_EQ(Symbols(out.begin(), out.begin() + 50), Symbols(50, 19)) << tail;
+        }
 }
 
 TEST(Bzip2Huffman, SizesCapacitiesAndArgumentOrder)
@@ -567,9 +590,9 @@ Bytes peer_compress(const Bytes& in, int level)
     unsigned len = (unsigned)out.size();
     char none = 0; // the peer refuses a null source even for 0 bytes
     char* src = in.empty() ? &none : (char*)in.data();
-    EXPECT_EQ(BZ2_bzBuffToBuffCompress((char*)out.data(), &len, src,
-                                       (unsigned)in.size(), level, 0, 30),
-              BZ_OK);
+    EXPECT_EQ(
+        BZ2_bzBuffToBuffCompress((char*)out.data(), &len, src, (unsigned)in.size(), level, 0, 30),
+        BZ_OK);
     out.resize(len);
     return out;
 }

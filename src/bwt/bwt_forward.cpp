@@ -19,8 +19,7 @@
 
 #include <algorithm>
 
-namespace
-{
+namespace {
 
 enum {
     kAlphabet = 256,
@@ -502,12 +501,13 @@ int induce_a_and_output(const Scratch& s, int len, Zeb8u* dst)
     int index = 0;
     for (int i = 0; i < len; ++i) {
         Zeb32s j = sa[i];
-        int c = t[j], p = t[len + j - 1];
+        Zeb32s before = j == 0 ? len - 1 : j - 1; // t[j] and t[before] mostly share a line
+        int c = t[j], p = t[before];
         dst[i] = (Zeb8u)p;
         if (j == 0)
             index = i;
         if (p > c || (p == c && i < s.countA[c]))
-            sa[s.next[p]++] = j == 0 ? len - 1 : j - 1;
+            sa[s.next[p]++] = before;
     }
     return index;
 }

@@ -6,8 +6,7 @@
 // type B otherwise. Only type-B rotations are sorted; type-A ones are induced in the output scan.
 #include "core/zeb_common.h"
 
-namespace
-{
+namespace {
 
 enum { kMaxLen = 32768, kStackSize = 40, kSmallRange = 5 };
 

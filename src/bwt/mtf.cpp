@@ -17,15 +17,22 @@ enum { kListSize = 256 };
 
 // Moves list[position] to the front, shifting entries 0..position-1 up by one. Positions below
 // 16, by far the most common after a Burrows-Wheeler transform, shift inside one register.
-inline void move_to_front(Zeb8u* list, int position, Zeb8u value)
+// The decoder reads those 16 entries back for its next symbol, so it puts the value in lane 0
+// before the one store (a separate byte store would keep the next load from being served by
+// the store); the encoder, which mostly reads entry 0 only, measured faster with the byte store.
+template <bool kValueInRegister> inline void move_to_front(Zeb8u* list, int position, Zeb8u value)
 {
     if (position < 16) {
         __m128i entries = _mm_loadu_si128((const __m128i*)list);
         __m128i shifted = _mm_slli_si128(entries, 1);
+        if (kValueInRegister)
+            shifted = _mm_or_si128(shifted, _mm_cvtsi32_si128(value));
         const __m128i lane = _mm_setr_epi8(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15);
         __m128i moves = _mm_cmplt_epi8(lane, _mm_set1_epi8((char)(position + 1)));
         entries = _mm_or_si128(_mm_and_si128(moves, shifted), _mm_andnot_si128(moves, entries));
         _mm_storeu_si128((__m128i*)list, entries);
+        if (kValueInRegister)
+            return;
     } else {
         memmove(list + 1, list, (size_t)position);
     }
@@ -91,7 +98,7 @@ extern "C" ZEBAPI ZebStatus zebsMTFFwd_8u(const Zeb8u* pSrc, Zeb8u* pDst, int le
             pDst[k] = (Zeb8u)(kListSize - 1);
             continue;
         }
-        move_to_front(list, position, value);
+        move_to_front<false>(list, position, value);
         pDst[k] = (Zeb8u)position;
     }
     return zebStsOk;
@@ -108,7 +115,7 @@ extern "C" ZEBAPI ZebStatus zebsMTFInv_8u(const Zeb8u* pSrc, Zeb8u* pDst, int le
         Zeb8u value = list[position];
         pDst[k] = value;
         if (position != 0)
-            move_to_front(list, position, value);
+            move_to_front<true>(list, position, value);
     }
     return zebStsOk;
 }

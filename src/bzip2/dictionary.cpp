@@ -3,8 +3,7 @@
 // reduction commutes with the Burrows-Wheeler transform.
 #include "bzip2/bzip2_internal.h"
 
-namespace
-{
+namespace {
 
 // Translates pSrcDst through map, two bytes per iteration.
 void translate(const Zeb8u map[256], Zeb8u* pSrcDst, int len)

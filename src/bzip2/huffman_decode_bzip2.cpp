@@ -11,8 +11,7 @@
 
 using namespace zeb_bzip2;
 
-namespace
-{
+namespace {
 
 enum {
     kFastBits = 8,
@@ -53,8 +52,7 @@ struct ZebDecodeHuffState_BZ2 {
 };
 static_assert(sizeof(ZebDecodeHuffState_BZ2) <= kStateFixedSize, "the documented state size");
 
-namespace
-{
+namespace {
 
 inline Zeb8u* selectors(ZebDecodeHuffState_BZ2* s)
 {
@@ -301,8 +299,7 @@ extern "C" ZEBAPI ZebStatus zebsUnpackHuffContext_BZ2_8u16u(Zeb32u* pCode, int* 
     return status;
 }
 
-namespace
-{
+namespace {
 
 // Decodes one symbol from the 20 buffered bits; -1 for a pattern that matches no code.
 inline int decode_symbol(const DecodeTable* table, Zeb32u code, int* len)
@@ -320,6 +317,104 @@ inline int decode_symbol(const DecodeTable* table, Zeb32u code, int* len)
         return -1;
     *len = kFastBits + 1 + k;
     return table->sorted[table->base[k] + ((peek - table->limit[k]) >> (kLongLevels - 1 - k))];
+}
+
+// Whole groups with a 64-bit bit buffer topped up to 56 or more bits before each symbol, while
+// the destination has room for a group and the source holds more than a group's codes and an
+// 8-byte load. The byte-wise reader loads a byte only while fewer than kPeekBits bits are
+// pending; on leaving, the bytes loaded beyond that are handed back, so the accumulator, the
+// source position and every decoded symbol are exactly those of the byte-wise reader.
+struct FastGroups {
+    // Loaded during a group: its codes and up to 64 bits ahead of them; then one more load.
+    enum { kSourceMargin = (64 + kGroupSize * kMaxDecodeLen) / 8 + 8 };
+    uint64_t acc; // pending bits at the top; the bits below them are the source's next bits
+    int bits;
+    int loaded; // bytes taken from the source by this reader
+    const Zeb8u* src;
+    int left;
+
+    FastGroups(const BitReader& in)
+        : acc((uint64_t)in.code << 32), bits(in.bits), loaded(0), src(in.src), left(in.left)
+    {
+    }
+
+    void refill()
+    {
+        acc |= __builtin_bswap64(zeb_load64(src)) >> bits;
+        const int taken = (63 - bits) >> 3;
+        src += taken, left -= taken, loaded += taken, bits += taken * 8;
+    }
+    // Back to the byte-wise reader's state before the next symbol.
+    void hand_back(BitReader& in)
+    {
+        for (; loaded > 0 && bits - 8 >= kPeekBits; --loaded, bits -= 8)
+            --src, ++left;
+        acc &= ~(uint64_t)0 << (64 - bits);
+        in.code = (Zeb32u)(acc >> 32);
+        in.bits = bits;
+        in.src = src;
+        in.left = left;
+    }
+};
+
+enum { kWideBits = 11 }; // the fast reader's first look-up
+
+// The fast reader's look-up of the next kWideBits bits: symbol | length << 12 for codes of at
+// most kWideBits bits, 0 where a longer code starts or no code does.
+void build_wide(const DecodeTable* table, Zeb16u* wide)
+{
+    for (int i = 0; i < 1 << kWideBits; ++i)
+        wide[i] = table->fast[i >> (kWideBits - kFastBits)];
+    const int step = 1 << (kPeekBits - kWideBits); // codes of 9..11 bits lie on these steps
+    for (int k = 0; k < table->levels && kFastBits + 1 + k <= kWideBits; ++k)
+        for (Zeb32u peek = table->limit[k]; peek < table->limit[k + 1]; peek += step) {
+            int symbol =
+                table->sorted[table->base[k] + ((peek - table->limit[k]) >> (kLongLevels - 1 - k))];
+            wide[peek / step] = (Zeb16u)(symbol | (kFastBits + 1 + k) << 12);
+        }
+}
+
+// Decodes whole groups from *groupIndex on (*groupPos being 0) while both buffers surely hold
+// a group. The end-of-block symbol and a pattern that matches no code are left to the
+// byte-wise loop: the reader stops right before them, *groupPos symbols into their group.
+void decode_groups_fast(ZebDecodeHuffState_BZ2* s, BitReader& in, Zeb16u* dst, int capacity,
+                        int* groupIndex, int* groupPos)
+{
+    if (in.left < FastGroups::kSourceMargin || *groupPos != 0)
+        return;
+    Zeb16u wide[kMaxTables][1 << kWideBits];
+    for (int t = 0; t < s->numTables; ++t)
+        build_wide(&s->tables[t], wide[t]);
+    FastGroups fast(in);
+    const Zeb8u* sel = selectors(s);
+    const int endOfBlock = s->alphabetSize - 1;
+    int g = *groupIndex;
+    for (; g < s->numSelectors && fast.left >= FastGroups::kSourceMargin &&
+           capacity - g * kGroupSize >= kGroupSize;
+         ++g) {
+        const DecodeTable* table = &s->tables[sel[g]];
+        const Zeb16u* look = wide[sel[g]];
+        Zeb16u* out = dst + g * kGroupSize;
+        for (int i = 0; i < kGroupSize; ++i) {
+            fast.refill();
+            Zeb16u entry = look[fast.acc >> (64 - kWideBits)];
+            int len = entry >> 12;
+            int symbol = entry & 0xFFF;
+            if (entry == 0)
+                symbol = decode_symbol(table, (Zeb32u)(fast.acc >> 32), &len);
+            if (ZEB_UNLIKELY(symbol < 0 || symbol == endOfBlock)) {
+                *groupPos = i;
+                *groupIndex = g;
+                fast.hand_back(in);
+                return;
+            }
+            fast.acc <<= len;
+            fast.bits -= len;
+            out[i] = (Zeb16u)symbol;
+        }
+    }
+    *groupIndex = g;
+    fast.hand_back(in);
 }
 
 } // namespace
@@ -342,6 +437,7 @@ extern "C" ZEBAPI ZebStatus zebsDecodeHuff_BZ2_8u16u(Zeb32u* pCode, int* pCodeLe
     int groupIndex = pState->groupIndex, groupPos = pState->groupPos;
     ZebStatus status = zebStsOk;
     for (;;) {
+        decode_groups_fast(pState, in, pDst, capacity, &groupIndex, &groupPos);
         ZEB_CHECK(groupIndex < pState->numSelectors, zebStsBadContext);
         const DecodeTable* table = &pState->tables[sel[groupIndex]];
         int pos = groupIndex * kGroupSize + groupPos;

@@ -22,8 +22,7 @@ struct ZebEncodeHuffState_BZ2 {
     Zeb32u capacitySeal;
 };
 
-namespace
-{
+namespace {
 
 enum {
     kFieldsSize = 24,
@@ -214,25 +213,40 @@ void load_lanes(const Zeb8u* lengths, int n, int numTables, __m128i* lanes)
 }
 
 // Picks each group's cheapest table (the lowest index among equal costs) and counts the
-// symbols of the groups per chosen table.
+// symbols of the groups per chosen table. Two cost sums and two sets of counters (even and odd
+// positions) keep the repeated additions to one register or one counter apart.
 void select_groups(const Zeb16u* src, int srcLen, int numTables, const __m128i* lanes, Zeb8u* sel,
                    Zeb32u (*freq)[kMaxAlphabet])
 {
+    Zeb32u odd[kMaxTables][kMaxAlphabet];
+    memset(odd, 0, sizeof odd);
     for (int g = 0, start = 0; start < srcLen; ++g, start += kGroupSize) {
         int end = start + kGroupSize < srcLen ? start + kGroupSize : srcLen;
-        __m128i sum = _mm_setzero_si128();
-        for (int i = start; i < end; ++i)
-            sum = _mm_add_epi16(sum, lanes[src[i]]);
+        __m128i even = _mm_setzero_si128(), other = _mm_setzero_si128();
+        int i = start;
+        for (; i + 2 <= end; i += 2) {
+            even = _mm_add_epi16(even, lanes[src[i]]);
+            other = _mm_add_epi16(other, lanes[src[i + 1]]);
+        }
+        if (i < end)
+            even = _mm_add_epi16(even, lanes[src[i]]);
         alignas(16) Zeb16u cost[8];
-        _mm_store_si128((__m128i*)(void*)cost, sum);
+        _mm_store_si128((__m128i*)(void*)cost, _mm_add_epi16(even, other));
         int best = 0;
         for (int t = 1; t < numTables; ++t)
             if (cost[t] < cost[best])
                 best = t;
         sel[g] = (Zeb8u)best;
-        for (int i = start; i < end; ++i)
+        for (i = start; i + 2 <= end; i += 2) {
+            ++freq[best][src[i]];
+            ++odd[best][src[i + 1]];
+        }
+        if (i < end)
             ++freq[best][src[i]];
     }
+    for (int t = 0; t < numTables; ++t)
+        for (int x = 0; x < kMaxAlphabet; ++x)
+            freq[t][x] += odd[t][x];
 }
 
 // First lengths: the alphabet cut into bands of growing frequency, one band per table, each
@@ -369,8 +383,7 @@ extern "C" ZEBAPI ZebStatus zebsPackHuffContext_BZ2_16u8u(Zeb32u* pCode, int* pC
     return out.lost() ? zebStsDstFull : zebStsOk;
 }
 
-namespace
-{
+namespace {
 
 // Codes symbols [from, to) of the block with 64-bit stores of the accumulator while the
 // destination has room for a whole group; returns the first symbol not coded. The accumulator

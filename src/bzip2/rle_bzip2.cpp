@@ -5,6 +5,8 @@
 // which is the symbol dictionary of the block. The decoder is stateless and expects whole blocks.
 #include "bzip2/bzip2_internal.h"
 
+#include <emmintrin.h>
+
 struct ZebEncodeRLEState_BZ2 {
     Zeb8u inUse[256];
     Zeb32s lastByte; // last literal written; -1 after Init so that no byte equals it
@@ -12,10 +14,31 @@ struct ZebEncodeRLEState_BZ2 {
 };
 static_assert(sizeof(ZebEncodeRLEState_BZ2) == 264, "the documented state size");
 
-namespace
-{
+namespace {
 
 enum { kRunStart = 4, kRunMax = 259 };
+
+// The end of the decoder's copy step over src[from, end): just past the first byte that
+// completes four equal bytes within the step, or `end`. Sixteen candidate ends per compare.
+int group_end(const Zeb8u* src, int from, int end)
+{
+    int k = from;
+    for (; k + kRunStart - 1 + 16 <= end; k += 16) {
+        __m128i b0 = _mm_loadu_si128((const __m128i*)(src + k));
+        __m128i b1 = _mm_loadu_si128((const __m128i*)(src + k + 1));
+        __m128i b2 = _mm_loadu_si128((const __m128i*)(src + k + 2));
+        __m128i b3 = _mm_loadu_si128((const __m128i*)(src + k + 3));
+        __m128i same = _mm_and_si128(_mm_and_si128(_mm_cmpeq_epi8(b0, b1), _mm_cmpeq_epi8(b1, b2)),
+                                     _mm_cmpeq_epi8(b2, b3));
+        unsigned hits = (unsigned)_mm_movemask_epi8(same);
+        if (hits != 0)
+            return k + kRunStart + __builtin_ctz(hits);
+    }
+    for (; k + kRunStart <= end; ++k)
+        if (src[k] == src[k + 1] && src[k + 1] == src[k + 2] && src[k + 2] == src[k + 3])
+            return k + kRunStart;
+    return end;
+}
 
 } // namespace
 
@@ -131,19 +154,15 @@ extern "C" ZEBAPI ZebStatus zebsDecodeRLE_BZ2_8u(Zeb8u** ppSrc, int* pSrcLen, Ze
     }
     const Zeb8u* src = *ppSrc;
     const int srcLen = *pSrcLen, dstLen = *pDstLen;
-    int prev = -1, in = 0, out = 0;
+    int in = 0, out = 0;
     ZebStatus status = zebStsOk;
     for (;;) {
-        int group = 0;
+        // Each step copies bytes until four equal ones have been copied within it.
         int step = dstLen - out < srcLen - in ? dstLen - out : srcLen - in;
-        for (int end = in + step; in < end;) {
-            int b = src[in++];
-            group = b == prev ? group + 1 : 1;
-            pDst[out++] = (Zeb8u)b;
-            prev = b;
-            if (group == kRunStart)
-                break;
-        }
+        int stop = group_end(src, in, in + step);
+        memcpy(pDst + out, src + in, (size_t)(stop - in));
+        out += stop - in;
+        in = stop;
         if (in == srcLen) {
             status = out == dstLen ? zebStsDstFull : zebStsOk;
             break;
@@ -153,7 +172,7 @@ extern "C" ZEBAPI ZebStatus zebsDecodeRLE_BZ2_8u(Zeb8u** ppSrc, int* pSrcLen, Ze
             status = zebStsDstFull;
             break;
         }
-        memset(pDst + out, prev, (size_t)count);
+        memset(pDst + out, pDst[out - 1], (size_t)count);
         out += count;
     }
     *ppSrc += in;

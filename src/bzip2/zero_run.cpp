@@ -6,8 +6,7 @@
 // the destination does it measure each run against `boundTab`, the longest run k digits reach.
 #include "bzip2/bzip2_internal.h"
 
-namespace
-{
+namespace {
 
 enum { kRunA = 0, kRunB = 1, kMargin = 20 };
 
@@ -51,6 +50,24 @@ inline int skip_zeros(const Zeb8u* src, int in, int srcLen)
     while (in < srcLen && src[in] == 0)
         ++in;
     return in;
+}
+
+// The zeros of a run, most of them short: below 16, two overlapping stores cover them.
+inline void zero_fill(Zeb8u* dst, int n)
+{
+    if (n >= 16) {
+        memset(dst, 0, (size_t)n);
+    } else if (n >= 8) {
+        zeb_store64(dst, 0);
+        zeb_store64(dst + n - 8, 0);
+    } else if (n >= 4) {
+        zeb_store32(dst, 0);
+        zeb_store32(dst + n - 4, 0);
+    } else if (n > 0) {
+        dst[0] = 0;
+        dst[n / 2] = 0;
+        dst[n - 1] = 0;
+    }
 }
 
 } // namespace
@@ -123,6 +140,8 @@ extern "C" ZEBAPI ZebStatus zebsDecodeZ1Z2_BZ2_16u8u(Zeb16u** ppSrc, int* pSrcLe
     int in = 0, out = 0;
     ZebStatus status = zebStsOk;
     for (;;) {
+        while (in < srcLen && out < dstLen && src[in] >= 2) // values with no run before them
+            pDst[out++] = (Zeb8u)(src[in++] - 1);
         // Collect the run's digits; the value of d digits grows as 2^d, so it is computed in
         // 64 bits and saturates long before it could wrap.
         uint64_t run = 0, weight = 1;
@@ -155,7 +174,7 @@ extern "C" ZEBAPI ZebStatus zebsDecodeZ1Z2_BZ2_16u8u(Zeb16u** ppSrc, int* pSrcLe
             status = zebStsDstFull;
             break;
         }
-        memset(pDst + out, 0, (size_t)run);
+        zero_fill(pDst + out, (int)run);
         out += (int)run;
         pDst[out++] = (Zeb8u)(src[digitsEnd] - 1);
         in = digitsEnd + 1;
