@@ -214,6 +214,25 @@ TEST(Deflate, EncodeArgumentChecksAndEmptyCalls)
             EXPECT_EQ(p, list + (dynamic ? 0 : 1)); // the fixed writer stops at the bad pair
         }
     }
+
+    // The dynamic writer codes with the counts of the selection: a literal, length code, near
+    // or far distance code they lack stops it at that pair.
+    const ZebLZ77Pair counted[3] = {{'a', 0}, {3, 1}, {3, 300}};
+    for (ZebLZ77Pair uncounted : {ZebLZ77Pair{'b', 0}, ZebLZ77Pair{10, 1}, ZebLZ77Pair{3, 2},
+                                  ZebLZ77Pair{3, 20000}}) {
+        Encoder fresh(0, zebLZ77ChecksumNone);
+        zebsEncodeLZ77SetStatus_8u(zebLZ77StatusHuffman, fresh.state);
+        Zeb32s mode;
+        ASSERT_EQ(zebsEncodeLZ77SelectHuffMode_8u(counted, 3, &mode, fresh.state), zebStsOk);
+        ZebLZ77Pair list[4] = {counted[0], counted[1], counted[2], uncounted};
+        ZebLZ77Pair* p = list;
+        Zeb32s n = 4;
+        Zeb8u block[512];
+        o = block, room = (Zeb32s)sizeof block;
+        EXPECT_EQ(zebsEncodeLZ77DynamicHuff_8u(&p, &n, &o, &room, zebLZ77FlushNone, fresh.state),
+                  zebStsError);
+        EXPECT_EQ(p, list + 3);
+    }
 }
 
 // ---------------------------------------------------------------------------------------------

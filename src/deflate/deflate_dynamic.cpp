@@ -6,7 +6,8 @@
 // built whole into a work area, then delivered like the coded pairs as room allows.
 #include "deflate/deflate_internal.h"
 
-namespace {
+namespace
+{
 
 using deflate_rules::distExtra;
 using deflate_rules::kDistBase;
@@ -15,10 +16,23 @@ using deflate_rules::kLenExtra;
 
 enum { kEndOfBlock = 256, kFirstLengthSymbol = 257 };
 
-void reset_counts(OwnHuffEntry* entries, Zeb32s n)
+// The codes of the pair coder: every match length with its extra bits, and the distance codes.
+void merge_codes(OwnDeflateWork* work)
 {
-    for (Zeb32s i = 0; i < n; ++i)
-        entries[i] = OwnHuffEntry{0, 0, 0};
+    for (Zeb32s length = kLZ77MinMatch; length <= kLZ77MaxMatch; ++length) {
+        Zeb32u code = lCodeTab[length - kLZ77MinMatch];
+        const OwnHuffEntry& entry = work->litLen[kFirstLengthSymbol + code];
+        Zeb32u extra = (Zeb32u)(length - kLenBase[code]);
+        Zeb32u count = (Zeb32u)(entry.len + kLenExtra[code]);
+        work->merged.length[length - kLZ77MinMatch] =
+            entry.len == 0 ? 0 : (entry.code | extra << entry.len) | count << 24;
+    }
+    for (Zeb32s code = 0; code < kDistCodes; ++code) {
+        const OwnHuffEntry& entry = work->dist[code];
+        Zeb32s extra = distExtra(code);
+        work->merged.distance[code] = OwnDistanceCode{entry.code, (Zeb16u)((1u << extra) - 1),
+                                                      (Zeb8u)entry.len, (Zeb8u)(entry.len + extra)};
+    }
 }
 
 // The mode rule: list the literal/length symbols by first appearance with counts c1..cn, take
@@ -44,26 +58,53 @@ Zeb32s choose_mode(const OwnDeflateWork* work, Zeb32s distinct, Zeb32s pairs)
     return largest - atMean >= (Zeb32u)(pairs >> 2) ? kBlockDynamic : kBlockFixed;
 }
 
+// Whether every pair is one the writers can code. Branch-free, so the compiler can vectorise it.
+bool all_pairs_valid(const ZebLZ77Pair* pairs, Zeb32s n)
+{
+    Zeb32u invalid = 0;
+    for (Zeb32s i = 0; i < n; ++i) {
+        Zeb16u length = pairs[i].length, offset = pairs[i].offset;
+        Zeb16u badLiteral = length > 255;
+        // length 3..258 and distance 1..32768 leave both terms within a byte
+        Zeb16u badMatch = ((Zeb16u)(length - kLZ77MinMatch) | (Zeb16u)(offset - 1) >> 7) > 255;
+        invalid |= offset == 0 ? badLiteral : badMatch;
+    }
+    return invalid == 0;
+}
+
 } // namespace
 
-ZebStatus ownCountPairs(const ZebLZ77Pair* pairs, Zeb32s n, OwnDeflateWork* work,
-                        Zeb32s* pDistinct)
+// The counts go to local arrays first and reach the work areas only when every pair is valid.
+// A pair takes no branch: a literal counts as a distance of 32768 too, taken back at the end,
+// and first appearances are told by a flag array that is rarely written, so the loop never
+// waits for a count it has just stored.
+ZebStatus ownCountPairs(const ZebLZ77Pair* pairs, Zeb32s n, OwnDeflateWork* work, Zeb32s* pDistinct)
 {
-    reset_counts(work->litLen, kLitLenCodes);
-    reset_counts(work->dist, kDistCodes);
-    work->litLen[kEndOfBlock].count = 1;
+    ZEB_CHECK(all_pairs_valid(pairs, n), zebStsError);
+    Zeb32u litLenCount[kLitLenCodes] = {0};
+    Zeb32u distCount[kDistCodes] = {0};
+    Zeb8u seen[kLitLenCodes] = {0};
     Zeb32s distinct = 0;
     for (Zeb32s i = 0; i < n; ++i) {
-        ZebLZ77Pair pair = pairs[i];
-        ZEB_CHECK(ownPairValid(pair), zebStsError);
-        Zeb32u symbol = pair.length;
-        if (pair.offset != 0) {
-            symbol = kFirstLengthSymbol + lCodeTab[pair.length - kLZ77MinMatch];
-            ++work->dist[ownDistCode(pair.offset)].count;
-        }
-        if (work->litLen[symbol].count++ == 0)
+        Zeb32u length = pairs[i].length, offset = pairs[i].offset;
+        Zeb32u literalMask = 0u - (Zeb32u)(offset == 0); // selects without a branch
+        Zeb32u lengthSymbol = kFirstLengthSymbol + lCodeTab[(Zeb8u)(length - kLZ77MinMatch)];
+        Zeb32u symbol = lengthSymbol ^ ((length ^ lengthSymbol) & literalMask);
+        ++litLenCount[symbol];
+        Zeb32u d = (offset - 1u) & 0x7FFF; // distance - 1, 32767 for a literal
+        ++distCount[dCodeTab[d < 256 ? d : 256 + (d >> 7)]];
+        if (!seen[symbol]) {
+            seen[symbol] = 1;
             work->order[distinct++] = (Zeb16u)symbol;
+        }
     }
+    for (Zeb32s k = 0; k < 256; ++k)
+        distCount[kDistCodes - 1] -= litLenCount[k];
+    litLenCount[kEndOfBlock] = 1;
+    for (Zeb32s k = 0; k < kLitLenCodes; ++k)
+        work->litLen[k] = OwnHuffEntry{0, 0, litLenCount[k]};
+    for (Zeb32s k = 0; k < kDistCodes; ++k)
+        work->dist[k] = OwnHuffEntry{0, 0, distCount[k]};
     *pDistinct = distinct;
     return zebStsOk;
 }
@@ -130,47 +171,48 @@ void ownStageDynamicHeader(ZebLZ77EncoderHeader* e, OwnBitSink& s, bool final)
     ownDrainBits(h);
     ZEB_ASSERT(h.count < 8);
     e->headerLen = (Zeb32s)(h.dst - work->header);
+    merge_codes(work);
     s.acc = h.acc;
     s.count = h.count;
 }
 
-Zeb32s ownCodePairsDynamic(OwnBitSink& s, const ZebLZ77Pair* pairs, Zeb32s n,
+Zeb32s ownCodePairsDynamic(OwnBitSink& sink, const ZebLZ77Pair* pairs, Zeb32s n,
                            const OwnDeflateWork* work, ZebStatus* pStatus)
 {
     const OwnHuffEntry* litLen = work->litLen;
-    const OwnHuffEntry* dist = work->dist;
+    const OwnMergedCodes& merged = work->merged;
+    OwnBitSink s = sink; // a local copy: stores through s.dst cannot alias it
     Zeb32s i = 0;
     for (; i < n; ++i) {
         ownDrainBits(s);
         if (s.count >= 8)
             break;
         ZebLZ77Pair pair = pairs[i];
-        if (!ownPairValid(pair)) {
-            *pStatus = zebStsError;
-            break;
-        }
         if (pair.offset == 0) {
-            const OwnHuffEntry& literal = litLen[pair.length];
-            if (literal.len == 0) { // not among the counted pairs
+            // a literal not among the counted pairs has no code
+            if (pair.length > 255 || litLen[pair.length].len == 0) {
                 *pStatus = zebStsError;
                 break;
             }
-            ownPutBits(s, literal.code, literal.len);
+            ownPutBits(s, litLen[pair.length].code, litLen[pair.length].len);
             continue;
         }
-        Zeb32u lengthCode = lCodeTab[pair.length - kLZ77MinMatch];
-        Zeb32u distCode = ownDistCode(pair.offset);
-        const OwnHuffEntry& length = litLen[kFirstLengthSymbol + lengthCode];
-        const OwnHuffEntry& distance = dist[distCode];
-        if (length.len == 0 || distance.len == 0) {
+        Zeb32u lengthIndex = (Zeb32u)pair.length - kLZ77MinMatch;
+        if (lengthIndex > kLZ77MaxMatch - kLZ77MinMatch || pair.offset > 32768) {
             *pStatus = zebStsError;
             break;
         }
-        ownPutBits(s, length.code, length.len);
-        ownPutBits(s, pair.length - kLenBase[lengthCode], kLenExtra[lengthCode]);
-        ownPutBits(s, distance.code, distance.len);
-        ownPutBits(s, pair.offset - kDistBase[distCode], distExtra((int)distCode));
+        Zeb32u length = merged.length[lengthIndex];
+        Zeb32u d = pair.offset - 1u; // no branch on near or far: it would mispredict
+        const OwnDistanceCode& distance = merged.distance[dCodeTab[d < 256 ? d : 256 + (d >> 7)]];
+        if ((length >> 24) == 0 || distance.len == 0) {
+            *pStatus = zebStsError;
+            break;
+        }
+        ownPutBits(s, length & 0xFFFFFF, (Zeb32s)(length >> 24));
+        ownPutBits(s, distance.code | (d & distance.extraMask) << distance.len, distance.bits);
     }
+    sink = s;
     return i;
 }
 

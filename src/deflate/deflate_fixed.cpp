@@ -5,9 +5,10 @@
 // oTableH entry of its distance code and the offset from that code's base).
 #include "deflate/deflate_internal.h"
 
-Zeb32s ownCodePairsFixed(OwnBitSink& s, const ZebLZ77Pair* pairs, Zeb32s n, const OwnDeflateWork*,
-                         ZebStatus* pStatus)
+Zeb32s ownCodePairsFixed(OwnBitSink& sink, const ZebLZ77Pair* pairs, Zeb32s n,
+                         const OwnDeflateWork*, ZebStatus* pStatus)
 {
+    OwnBitSink s = sink; // a local copy: stores through s.dst cannot alias it
     Zeb32s i = 0;
     for (; i < n; ++i) {
         ownDrainBits(s);
@@ -32,6 +33,7 @@ Zeb32s ownCodePairsFixed(OwnBitSink& s, const ZebLZ77Pair* pairs, Zeb32s n, cons
             ownPutBits(s, far.code | (pair.offset - far.base) << 5, 5 + far.extra);
         }
     }
+    sink = s;
     return i;
 }
 

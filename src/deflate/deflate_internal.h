@@ -174,10 +174,30 @@ struct OwnHuffEntry {
     Zeb32u count;
 };
 
+// A distance code of a dynamic block as the pair coder takes it. The extra bits of a distance
+// are the low bits of distance - 1, since every code's base - 1 is a multiple of their range.
+struct OwnDistanceCode {
+    Zeb16u code;      // bit-reversed code
+    Zeb16u extraMask; // (1 << extra bits) - 1
+    Zeb8u len;        // code length, 0 when the code is unused
+    Zeb8u bits;       // code length plus extra bits
+};
+
+// Codes of a dynamic block for the pair coder: each match length's code with its extra bits
+// folded in above it (low 24 bits the bits to write, high 8 bits their number, 0 when the
+// length code is unused), and the distance codes.
+struct OwnMergedCodes {
+    Zeb32u length[256];                   // match length 3 + i
+    OwnDistanceCode distance[kDistCodes]; // by distance code
+};
+
 // Block-writer work areas, in the order and sizes of the state's description.
 struct OwnDeflateWork {
-    Zeb8u trailer[8];                         // staged zlib or gzip trailer
-    Zeb32u sortWeights[512];                  // code-length builder: weights and depths
+    Zeb8u trailer[8]; // staged zlib or gzip trailer
+    union {
+        Zeb32u sortWeights[512]; // code-length builder: weights and depths
+        OwnMergedCodes merged;   // once the dynamic codes are built
+    };
     OwnHuffEntry litLen[kLitLenCodes];        // counts, then codes of the literal/length alphabet
     Zeb32u depthCount[512];                   // code-length builder: leaves per depth
     OwnHuffEntry dist[kDistCodes];            // counts, then codes of the distance alphabet
@@ -304,12 +324,13 @@ static inline void ownPutBits(OwnBitSink& s, Zeb32u bits, Zeb32s n)
 // Moves whole bytes out while there is room.
 static inline void ownDrainBits(OwnBitSink& s)
 {
+    ZEB_ASSERT(s.count < 64);
     if (s.room >= 8) { // one unaligned store, then advance by the whole bytes held
         zeb_store64(s.dst, s.acc);
         Zeb32s bytes = s.count >> 3;
         s.dst += bytes;
         s.room -= bytes;
-        s.acc = bytes == 8 ? 0 : s.acc >> (8 * bytes);
+        s.acc >>= 8 * bytes;
         s.count &= 7;
         return;
     }
