@@ -7,7 +7,7 @@
 // refused with zebStsError, so the history never yields bytes of another stream.
 //
 // While at least 24 source bytes and 300 bytes of room are left, the hot loop decodes without
-// per-symbol checks of input or room (two literals and a match of 258 bytes, plus what a wide
+// per-symbol checks of input or room (three literals and a match of 258 bytes, plus what a wide
 // copy may write past it); the loops below it handle the edges of both buffers.
 #include "inflate/inflate_internal.h"
 
@@ -15,7 +15,7 @@ namespace {
 
 enum {
     kFastMargin = 12,                // source bytes for one 8-byte refill per symbol
-    kHotRoom = 2 + 258 + kWideSlack, // room for a round of the hot loop
+    kHotRoom = kHotLiterals - 1 + 258 + kWideSlack, // room for a round of the hot loop
 };
 
 // Not a status of the interface: the symbol loop goes on.

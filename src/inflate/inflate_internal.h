@@ -359,6 +359,9 @@ inline InflateSymbol decode_symbol(const Code& code, uint64_t& bits, int& count)
 
 enum {
     kHotMargin = 24,     // source bytes a round of a hot loop may read (three 8-byte refills)
+    // Literals a round of a hot loop may write: after a refill (56 bits or more) four literals of
+    // at most 10 bits leave the 10 bits the look-up of the next symbol needs.
+    kHotLiterals = 4,
     // The most bits a symbol may take: 15 + 5 + 15 + 13 for a valid code, but a state whose
     // dynamic tables were never built (Init leaves their bytes as they were) may hold length
     // entries with up to 7 extra bits.
@@ -393,7 +396,7 @@ struct HotEntry {
 };
 
 // One round of a hot loop, on at least kHotMargin source bytes, with e the first-level entry of
-// the next symbol looked up on at least 10 bits held: a refill, then up to three literals
+// the next symbol looked up on at least 10 bits held: a refill, then up to kHotLiterals literals
 // (handed to put), or fewer literals and one other symbol, returned with its bits consumed (a
 // match after a second refill when fewer than kMaxSymbolBits are left). kSymNeedBits when the
 // round ends on a literal. Before a literal or a match returns, e is looked up for the next
@@ -410,7 +413,7 @@ inline InflateSymbol hot_round(const Code& code, HotBits& h, HotEntry& e, Put pu
         put(value);
         h.drop((int)kind);
         code.first(h.bits, kind, value);
-        if (++literals == 3) {
+        if (++literals == kHotLiterals) {
             e = HotEntry{kind, value};
             return InflateSymbol{kSymNeedBits, 0, 0};
         }

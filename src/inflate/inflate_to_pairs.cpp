@@ -40,7 +40,7 @@ ZebStatus find_flush_marker(InflateInput& in)
     }
 }
 
-// Decodes while at least kHotMargin source bytes and room for three pairs are left; returns the
+// Decodes while at least kHotMargin source bytes and room for kHotLiterals pairs are left; returns the
 // first symbol that is not a literal or a match, or kSymNeedBits when a margin ran out.
 template <class Code>
 InflateSymbol hot_loop(const Code& code, InflateInput& in, ZebLZ77Pair*& dst, int& room)
@@ -48,7 +48,7 @@ InflateSymbol hot_loop(const Code& code, InflateInput& in, ZebLZ77Pair*& dst, in
     HotBits h = hot_bits(in);
     const Zeb8u* srcLast = in.src + (in.left - kHotMargin);
     ZebLZ77Pair* out = dst;
-    ZebLZ77Pair* const outLast = dst + (room - 3);
+    ZebLZ77Pair* const outLast = dst + (room - kHotLiterals);
     InflateSymbol stop{kSymNeedBits, 0, 0};
     HotEntry e = hot_start(code, h);
     while (h.src <= srcLast && out <= outLast) {
@@ -73,7 +73,7 @@ ZebStatus decode_to_pairs(ZebLZ77DecoderState* s, const Code& code, InflateInput
 {
     for (;;) {
         InflateSymbol sym;
-        if (in.left >= kHotMargin && room >= 3) {
+        if (in.left >= kHotMargin && room >= kHotLiterals) {
             sym = hot_loop(code, in, dst, room);
             if (room == 0)
                 return zebStsDstFull;
