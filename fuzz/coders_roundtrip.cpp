@@ -5,15 +5,14 @@
 // and decodes back in pieces.
 #include <algorithm>
 #include <cstdint>
-#include <cstdlib>
-#include <cstring>
 #include <vector>
 
-#include "zebdc.h"
+#include "fuzz_support.h"
 
 namespace {
 
-typedef std::vector<Zeb8u> Bytes;
+using zebfuzz::Bytes;
+using zebfuzz::require;
 
 // A small generator for the sizes of the calls (xorshift32).
 struct Sizes {
@@ -27,12 +26,6 @@ struct Sizes {
     }
 };
 
-void check(bool ok)
-{
-    if (!ok)
-        abort();
-}
-
 void rle_round_trip(const Bytes& data, Sizes sizes)
 {
     Bytes back;
@@ -43,18 +36,18 @@ void rle_round_trip(const Bytes& data, Sizes sizes)
         Bytes unit(cap);
         int unitLen = cap;
         st = zebsEncodeRLE_8u(&src, &srcLen, unit.data(), &unitLen);
-        check((st == zebStsOk || st == zebStsDstFull) && unitLen >= 1 && unitLen <= cap);
+        require((st == zebStsOk || st == zebStsDstFull) && unitLen >= 1 && unitLen <= cap);
         const Zeb8u* in = unit.data();
         for (ZebStatus dst = zebStsDstFull; dst == zebStsDstFull;) {
             const int room = 257 + sizes.next(300); // holds any run
             Bytes out(room + 1, 0xA5);
             int outLen = room;
             dst = zebsDecodeRLE_8u(&in, &unitLen, out.data(), &outLen);
-            check((dst == zebStsOk || dst == zebStsDstFull) && outLen >= 1 && out[room] == 0xA5);
+            require((dst == zebStsOk || dst == zebStsDstFull) && outLen >= 1 && out[room] == 0xA5);
             back.insert(back.end(), out.begin(), out.begin() + outLen);
         }
     }
-    check(back == data);
+    require(back == data);
 }
 
 // Codes data in the given source pieces; destination sizes from sizes, or room when none.
@@ -75,10 +68,10 @@ Bytes lzss_encode(ZebLZSSState* st, const Bytes& data, const std::vector<int>& p
             Zeb32s room = cap;
             s = flush ? zebsEncodeLZSSFlush_8u(&d, &room, st)
                       : zebsEncodeLZSS_8u(&src, &left, &d, &room, st);
-            check((s == zebStsOk || s == zebStsDstFull) && d - dst.data() == cap - room);
+            require((s == zebStsOk || s == zebStsDstFull) && d - dst.data() == cap - room);
             out.insert(out.end(), dst.data(), d);
         }
-        check(left == 0);
+        require(left == 0);
         at += flush ? 0 : pieces[i];
     }
     return out;
@@ -87,12 +80,12 @@ Bytes lzss_encode(ZebLZSSState* st, const Bytes& data, const std::vector<int>& p
 void lzss_round_trip(const Bytes& data, Sizes sizes)
 {
     ZebLZSSState* st = nullptr;
-    check(zebsEncodeLZSSInitAlloc_8u(&st) == zebStsOk);
+    require(zebsEncodeLZSSInitAlloc_8u(&st) == zebStsOk);
     std::vector<int> pieces;
     for (size_t at = 0; at < data.size(); at += pieces.back())
         pieces.push_back(std::min(sizes.next(700), (int)(data.size() - at)));
     const Bytes coded = lzss_encode(st, data, pieces, &sizes);
-    check(coded == lzss_encode(st, data, pieces, nullptr));
+    require(coded == lzss_encode(st, data, pieces, nullptr));
 
     zebsDecodeLZSSInit_8u(st);
     Bytes back;
@@ -105,11 +98,11 @@ void lzss_round_trip(const Bytes& data, Sizes sizes)
         Zeb8u* d = dst.data();
         Zeb32s left = piece, room = cap;
         s = zebsDecodeLZSS_8u(&in, &left, &d, &room, st);
-        check((s == zebStsOk || s == zebStsDstFull) && d - dst.data() == cap - room);
+        require((s == zebStsOk || s == zebStsDstFull) && d - dst.data() == cap - room);
         back.insert(back.end(), dst.data(), d);
         at += piece - left;
     }
-    check(back == data);
+    require(back == data);
     zebsLZSSFree_8u(st);
 }
 
@@ -119,37 +112,37 @@ void huffman_round_trip(const Bytes& data, Sizes sizes)
     for (Zeb8u b : data)
         ++freq[b];
     ZebHuffState *enc = nullptr, *dec = nullptr;
-    check(zebsEncodeHuffInitAlloc_8u(freq, &enc) == zebStsOk);
+    require(zebsEncodeHuffInitAlloc_8u(freq, &enc) == zebStsOk);
     zebsHuffGetLenCodeTable_8u(len, enc);
     Zeb32s bound = 0;
-    check(zebsHuffGetDstBuffSize_8u(len, (Zeb32s)data.size(), &bound, nullptr) == zebStsOk);
+    require(zebsHuffGetDstBuffSize_8u(len, (Zeb32s)data.size(), &bound, nullptr) == zebStsOk);
     Bytes whole(bound), split(bound);
     Zeb32s wholeLen = 0, tail = 0, splitLen = 0;
     zebsEncodeHuff_8u(data.data(), (Zeb32s)data.size(), whole.data(), &wholeLen, enc);
     zebsEncodeHuffFinal_8u(whole.data() + wholeLen, &tail, enc);
     whole.resize(wholeLen + tail);
-    check(zebsEncodeHuffInit_8u(freq, enc) == zebStsOk);
+    require(zebsEncodeHuffInit_8u(freq, enc) == zebStsOk);
     for (size_t at = 0, piece; at < data.size(); at += piece) {
         piece = std::min((size_t)sizes.next(5000), data.size() - at);
         Zeb32s written = 0;
         zebsEncodeHuff_8u(&data[at], (Zeb32s)piece, split.data() + splitLen, &written, enc);
-        check(written % 4 == 0);
+        require(written % 4 == 0);
         splitLen += written;
     }
     zebsEncodeHuffFinal_8u(split.data() + splitLen, &tail, enc);
     split.resize(splitLen + tail);
-    check(split == whole);
+    require(split == whole);
 
-    check(zebsDecodeHuffInitAlloc_8u(len, &dec) == zebStsOk);
+    require(zebsDecodeHuffInitAlloc_8u(len, &dec) == zebStsOk);
     Bytes back(data.size());
     size_t made = 0;
     for (size_t at = 0, piece; at < whole.size() && made < back.size(); at += piece) {
         piece = std::min((size_t)sizes.next(5000), whole.size() - at);
         Zeb32s room = (Zeb32s)(back.size() - made);
-        check(zebsDecodeHuff_8u(&whole[at], (Zeb32s)piece, &back[made], &room, dec) == zebStsOk);
+        require(zebsDecodeHuff_8u(&whole[at], (Zeb32s)piece, &back[made], &room, dec) == zebStsOk);
         made += room;
     }
-    check(made == back.size() && back == data);
+    require(made == back.size() && back == data);
     zebsHuffFree_8u(enc);
     zebsHuffFree_8u(dec);
 }
