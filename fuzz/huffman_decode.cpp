@@ -5,6 +5,7 @@
 #include <cstring>
 #include <vector>
 
+#include "../tests/coder_stream.h"
 #include "fuzz_support.h"
 
 using zebfuzz::require;
@@ -13,10 +14,7 @@ namespace {
 
 using zebfuzz::Bytes;
 
-struct State {
-    alignas(8) Zeb8u bytes[2596];
-    ZebHuffState* get() { return (ZebHuffState*)(void*)bytes; }
-};
+typedef zebcoder::HuffState State;
 
 void decode_arbitrary(const Zeb8u* data, int size, int piece, int cap)
 {
@@ -58,7 +56,7 @@ void round_trip(const Zeb8u* data, int size)
     Zeb32s freq[256] = {0}, len[256], back[256];
     for (int i = 0; i < size; ++i)
         ++freq[data[i]];
-    State enc, dec;
+    State enc;
     // A tree 33 deep needs some 9 million bytes.
     require(zebsEncodeHuffInit_8u(freq, enc.get()) == zebStsOk);
     zebsHuffGetLenCodeTable_8u(len, enc.get());
@@ -68,17 +66,10 @@ void round_trip(const Zeb8u* data, int size)
     used = packedLen;
     require(zebsHuffLenCodeTableUnpack_8u(packed, &used, back) == zebStsOk && used == packedLen &&
             memcmp(len, back, sizeof len) == 0);
-    Zeb32s room;
-    zebsHuffGetDstBuffSize_8u(len, size, &room, nullptr);
-    Bytes coded(room);
-    Zeb32s body, tail;
-    zebsEncodeHuff_8u(data, size, coded.data(), &body, enc.get());
-    zebsEncodeHuffFinal_8u(coded.data() + body, &tail, enc.get());
-    require(body + tail <= room && zebsDecodeHuffInit_8u(back, dec.get()) == zebStsOk);
-    Bytes out(size);
-    Zeb32s count = size;
-    zebsDecodeHuff_8u(coded.data(), body + tail, out.data(), &count, dec.get());
-    require(count == size && memcmp(out.data(), data, size) == 0);
+    bool ok = true;
+    Bytes coded = zebcoder::huff_encode(enc.get(), data, size, [=] { return size; }, &ok);
+    Bytes out = zebcoder::huff_decode(back, coded, size, [&] { return coded.size(); }, &ok);
+    require(ok && out == Bytes(data, data + size));
 }
 
 // Decodes src with a fresh state for the lengths: a first piece of the given size, then pieces
@@ -86,17 +77,13 @@ void round_trip(const Zeb8u* data, int size)
 Bytes decode_in_pieces(const Zeb32s len[256], const Bytes& src, size_t first, size_t piece,
                        size_t cap)
 {
-    State st;
-    zebsDecodeHuffInit_8u(len, st.get());
-    Bytes out(cap);
-    size_t made = 0;
-    for (size_t at = 0, n = first; at < src.size() && made < cap; at += n, n = piece) {
-        n = src.size() - at < n ? src.size() - at : n;
-        Zeb32s room = (Zeb32s)(cap - made);
-        zebsDecodeHuff_8u(src.data() + at, (Zeb32s)n, out.data() + made, &room, st.get());
-        made += room;
-    }
-    out.resize(made);
+    bool ok = true;
+    Bytes out = zebcoder::huff_decode(len, src, cap, [&, next = first]() mutable {
+        size_t n = next;
+        next = piece;
+        return n;
+    }, &ok);
+    require(ok);
     return out;
 }
 

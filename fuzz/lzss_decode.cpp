@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "../tests/coder_stream.h"
 #include "fuzz_support.h"
 
 using zebfuzz::require;
@@ -15,44 +16,21 @@ using zebfuzz::Bytes;
 // Decodes src in pieces of at most piece bytes into destinations of cap bytes.
 Bytes decode(ZebLZSSState* st, const Zeb8u* src, int size, int piece, int cap, ZebStatus* last)
 {
-    zebsDecodeLZSSInit_8u(st);
-    Bytes out;
-    int at = 0;
-    for (;;) {
-        Bytes dst(cap + 1, 0xA5);
-        Zeb8u* in = const_cast<Zeb8u*>(src) + at;
-        Zeb8u* d = dst.data();
-        Zeb32s n = size - at < piece ? size - at : piece, left = n, room = cap;
-        ZebStatus s = zebsDecodeLZSS_8u(&in, &left, &d, &room, st);
-        require(s == zebStsOk || s == zebStsDstFull || s == zebStsError);
-        require(room >= 0 && d - dst.data() == cap - room && dst[cap] == 0xA5 && left >= 0 &&
-                left <= n);
-        out.insert(out.end(), dst.data(), d);
-        at += n - left;
-        *last = s;
-        if (s == zebStsError || (s == zebStsOk && at == size))
-            return out;
-    }
+    bool ok = true;
+    Bytes out = zebcoder::lzss_decode(st, src, (size_t)size, [=] { return piece; },
+                                      [=] { return cap; }, last, &ok);
+    require(ok);
+    return out;
 }
 
 // Codes src in one call into destinations of cap bytes, then flushes likewise.
 Bytes encode(ZebLZSSState* st, const Zeb8u* src, int size, int cap)
 {
-    zebsEncodeLZSSInit_8u(st);
-    Bytes out, dst(cap);
-    Zeb8u* in = const_cast<Zeb8u*>(src);
-    Zeb32s left = size;
-    for (bool flushing = false;;) {
-        Zeb8u* d = dst.data();
-        Zeb32s room = cap;
-        ZebStatus s = flushing ? zebsEncodeLZSSFlush_8u(&d, &room, st)
-                               : zebsEncodeLZSS_8u(&in, &left, &d, &room, st);
-        require((s == zebStsOk || s == zebStsDstFull) && d - dst.data() == cap - room);
-        out.insert(out.end(), dst.data(), d);
-        if (s == zebStsOk && flushing)
-            return out;
-        flushing = flushing || s == zebStsOk;
-    }
+    bool ok = true;
+    Bytes out = zebcoder::lzss_encode(st, src, (size_t)size, [=] { return size; },
+                                      [=] { return cap; }, &ok);
+    require(ok);
+    return out;
 }
 
 } // namespace

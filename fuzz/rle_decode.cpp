@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <vector>
 
+#include "../tests/coder_stream.h"
 #include "fuzz_support.h"
 
 using zebfuzz::require;
@@ -16,18 +17,9 @@ using zebfuzz::Bytes;
 // Decodes one unit with destinations of cap bytes, each followed by a guard byte.
 Bytes decode(const Zeb8u* unit, int len, int cap)
 {
-    Bytes out;
-    ZebStatus st = zebStsDstFull;
-    while (st == zebStsDstFull) {
-        Bytes dst(cap + 1, 0xA5);
-        int dstLen = cap, before = len;
-        st = zebsDecodeRLE_8u(&unit, &len, dst.data(), &dstLen);
-        require((st == zebStsOk || st == zebStsDstFull) && dstLen >= 0 && dstLen <= cap);
-        for (int i = dstLen; i <= cap; ++i) // nothing written past the reported length
-            require(dst[i] == 0xA5);
-        require(dstLen > 0 || len < before); // progress, as the destination holds any run
-        out.insert(out.end(), dst.begin(), dst.begin() + dstLen);
-    }
+    bool ok = true;
+    Bytes out = zebcoder::rle_decode_unit(unit, len, [=] { return cap; }, &ok);
+    require(ok);
     return out;
 }
 
