@@ -8,10 +8,12 @@
 //
 // Types, cyclically: rotation i is A when s[i] > s[i + 1], or s[i] == s[i + 1] and i + 1 is A;
 // B otherwise; B* when it is B and i + 1 is A. Only the B* rotations are sorted by comparison:
-//  1. the B* substrings (from a B* start through the byte after the next B* start) by a
-//     three-way radix quicksort, which costs at most their total length, about 2 * len;
+//  1. the B* substrings (from a B* start through the byte after the next B* start) by their
+//     first two bytes, then a three-way radix quicksort, which costs at most their total
+//     length, about 2 * len;
 //  2. equal substrings by prefix doubling on the ranks of the cyclic sequence of substrings
-//     (Larsson-Sadakane), O(m log m) for m substrings whatever the block;
+//     (Larsson-Sadakane), O(m log m) for m substrings whatever the block; a group whose keys
+//     are all equal is left as it is;
 //  3. the other B rotations are induced right to left from the B* ones and merged with them per
 //     bucket by their second byte; the A rotations are induced left to right from all B ones.
 // A periodic block is transformed through one period, and each output byte repeated.
@@ -289,10 +291,21 @@ struct Doubling {
         insertion_sort(lo, hi);
     }
 
+    bool same_key(int lo, int hi) const
+    {
+        int first = key(group[lo]);
+        bool same = true;
+        for (int i = lo + 1; i <= hi; ++i)
+            same &= key(group[i]) == first;
+        return same;
+    }
+
     // Splits the sorted group [lo, hi] into runs of equal keys, found before any rank changes,
     // then numbers the runs; a run of one is sorted.
     void split(int lo, int hi) const
     {
+        if (same_key(lo, hi)) // the group stays whole, its ranks as they are
+            return;
         sort_by_key(lo, hi);
         for (int i = hi; i > lo; --i)
             if (key(group[i]) == key(group[i - 1]))
@@ -374,6 +387,33 @@ void rank_substrings(Zeb32s* sa, Zeb32s* rank, int stars)
     }
 }
 
+// Sorts the entries sa[lo, hi) of one first byte by their second byte, which every B* substring
+// has (it is at least three bytes long), in place (American flag sort); then each run of equal
+// second bytes by radix quicksort from depth 2. starts and ends take 256 words each.
+void sort_star_bucket(Zeb32s* sa, Range* stack, const StarSubstrings& ss, int lo, int hi,
+                      Zeb32s* starts, Zeb32s* ends)
+{
+    auto second = [&](Zeb32s k) { return ss.t[ss.pos[k] + 1]; };
+    memset(ends, 0, kAlphabet * sizeof(Zeb32s));
+    for (int i = lo; i < hi; ++i)
+        ++ends[second(sa[i])];
+    for (int c = 0, sum = lo; c < kAlphabet; ++c) {
+        starts[c] = sum;
+        sum += ends[c];
+        ends[c] = sum;
+    }
+    for (int c = 0; c < kAlphabet; ++c)
+        while (starts[c] < ends[c]) { // carry entries to their runs until one belongs here
+            Zeb32s v = sa[starts[c]];
+            for (int d = second(v); d != c; d = second(v))
+                std::swap(v, sa[starts[d]++]);
+            sa[starts[c]++] = v;
+        }
+    for (int c = 0, from = lo; c < kAlphabet; from = ends[c++])
+        if (ends[c] - from >= 2)
+            sort_star_substrings(sa, stack, ss, Range{from, ends[c] - 1, 2});
+}
+
 // Sorts the B* rotations: afterwards sa[0..stars) holds their starts in rotation order.
 void sort_star_rotations(const Scratch& s, int len, int stars)
 {
@@ -390,7 +430,7 @@ void sort_star_rotations(const Scratch& s, int len, int stars)
     StarSubstrings ss{s.text, pos, stars, len};
     for (int c = 0, lo = 0; c < kAlphabet; lo += s.countBStar[c++])
         if (s.countBStar[c] >= 2)
-            sort_star_substrings(sa, s.stack, ss, Range{lo, lo + s.countBStar[c] - 1, 1});
+            sort_star_bucket(sa, s.stack, ss, lo, lo + s.countBStar[c], s.next, s.merge);
     Zeb32s* rank = sa + stars; // may overwrite pos[], no longer needed
     rank_substrings(sa, rank, stars);
     Doubling{sa, rank, stars, 1}.run();
