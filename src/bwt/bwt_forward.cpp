@@ -348,7 +348,7 @@ struct Doubling {
             group[i - sortedRun] = -sortedRun;
     }
 
-    // Sorts, then leaves in group[r] the entry of row r.
+    // Sorts, then leaves in rank[k] the row of entry k.
     void run()
     {
         for (h = 1; group[0] != -n && h < n; h *= 2)
@@ -365,8 +365,6 @@ struct Doubling {
             for (; i <= end; ++i)
                 rank[group[i]] = i;
         }
-        for (int k = 0; k < n; ++k)
-            group[rank[k]] = k;
     }
 };
 
@@ -431,11 +429,16 @@ void sort_star_rotations(const Scratch& s, int len, int stars)
     for (int c = 0, lo = 0; c < kAlphabet; lo += s.countBStar[c++])
         if (s.countBStar[c] >= 2)
             sort_star_bucket(sa, s.stack, ss, lo, lo + s.countBStar[c], s.next, s.merge);
-    Zeb32s* rank = sa + stars; // may overwrite pos[], no longer needed
+    Zeb32s* rank = sa + stars; // overwrites pos[] when more than a third of the rotations are B*
     rank_substrings(sa, rank, stars);
     Doubling{sa, rank, stars, 1}.run();
-    int k = stars;
-    for_each_star_backward(s.text, len, [&](int i) { sa[rank[--k]] = i; });
+    if (3 * stars <= len) {
+        for (int k = 0; k < stars; ++k)
+            sa[rank[k]] = pos[k];
+    } else {
+        int k = stars;
+        for_each_star_backward(s.text, len, [&](int i) { sa[rank[--k]] = i; });
+    }
 }
 
 // ---------------------------------------------------------------------------------------------
