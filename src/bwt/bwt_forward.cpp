@@ -567,19 +567,29 @@ int transform_primitive(const Scratch& s, const Zeb8u* src, int len, Zeb8u* dst)
     return induce_a_and_output(s, len, dst);
 }
 
-// Length of the shortest period of the block that divides its length (len when none).
-int primitive_root_length(const Zeb8u* src, int len, Zeb32s* border)
+bool has_period(const Zeb8u* src, int len, int period)
 {
-    border[0] = 0;
-    for (int i = 1, k = 0; i < len; ++i) {
-        while (k > 0 && src[i] != src[k])
-            k = border[k - 1];
-        if (src[i] == src[k])
-            ++k;
-        border[i] = k;
+    return memcmp(src, src + period, (size_t)(len - period)) == 0;
+}
+
+// Length of the shortest period of the block that divides its length (len when none). A block
+// of length n made of copies of its root has the period n / q, for a prime q dividing n, exactly
+// when the root divides n / q; so the root is left after dividing by each prime factor for as
+// long as the remaining prefix keeps that period.
+int primitive_root_length(const Zeb8u* src, int len)
+{
+    int root = len;
+    for (int rest = len, q = 2; rest > 1; ++q) { // rest: the factors of len not yet tried
+        if (q > rest / q)
+            q = rest; // rest is prime
+        if (rest % q != 0)
+            continue;
+        while (rest % q == 0)
+            rest /= q;
+        while (root % q == 0 && has_period(src, root, root / q))
+            root /= q;
     }
-    int period = len - border[len - 1];
-    return len % period == 0 ? period : len;
+    return root;
 }
 
 bool one_repeated_byte(const Zeb8u* src, int len)
@@ -612,7 +622,7 @@ extern "C" ZEBAPI ZebStatus zebsBWTFwd_8u(const Zeb8u* pSrc, Zeb8u* pDst, int le
         return zebStsOk;
     }
     Scratch s(pBuffer, len);
-    int root = primitive_root_length(pSrc, len, s.sa);
+    int root = primitive_root_length(pSrc, len);
     int index = transform_primitive(s, pSrc, root, pDst);
     int repeats = len / root;
     for (int r = root - 1; r >= 0 && repeats > 1; --r) // each row of the period, repeats times
