@@ -291,6 +291,8 @@ struct Doubling {
         insertion_sort(lo, hi);
     }
 
+    // Whether every entry of the group [lo, hi] has the same key: all are read, none waits
+    // for a comparison.
     bool same_key(int lo, int hi) const
     {
         int first = key(group[lo]);
