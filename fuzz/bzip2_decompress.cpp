@@ -3,20 +3,12 @@
 // decompressor calls them. Every status must be one the stage documents, every reported length
 // within the capacity given; the sanitizers catch any access outside.
 #include <cstdint>
-#include <cstdlib>
 #include <vector>
 
 #include "../tests/bzip2_stream.h"
+#include "fuzz_support.h"
 
-namespace {
-
-void require(bool ok)
-{
-    if (!ok)
-        abort();
-}
-
-} // namespace
+using zebfuzz::require;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {

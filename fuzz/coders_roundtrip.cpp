@@ -5,15 +5,15 @@
 // and decodes back in pieces.
 #include <algorithm>
 #include <cstdint>
-#include <cstdlib>
-#include <cstring>
 #include <vector>
 
-#include "zebdc.h"
+#include "../tests/coder_stream.h"
+#include "fuzz_support.h"
 
 namespace {
 
-typedef std::vector<Zeb8u> Bytes;
+using zebfuzz::Bytes;
+using zebfuzz::require;
 
 // A small generator for the sizes of the calls (xorshift32).
 struct Sizes {
@@ -27,89 +27,43 @@ struct Sizes {
     }
 };
 
-void check(bool ok)
-{
-    if (!ok)
-        abort();
-}
-
 void rle_round_trip(const Bytes& data, Sizes sizes)
 {
     Bytes back;
     const Zeb8u* src = data.data();
     int srcLen = (int)data.size();
+    bool ok = true;
     for (ZebStatus st = zebStsDstFull; st == zebStsDstFull;) {
         const int cap = sizes.next(300);
         Bytes unit(cap);
         int unitLen = cap;
         st = zebsEncodeRLE_8u(&src, &srcLen, unit.data(), &unitLen);
-        check((st == zebStsOk || st == zebStsDstFull) && unitLen >= 1 && unitLen <= cap);
-        const Zeb8u* in = unit.data();
-        for (ZebStatus dst = zebStsDstFull; dst == zebStsDstFull;) {
-            const int room = 257 + sizes.next(300); // holds any run
-            Bytes out(room + 1, 0xA5);
-            int outLen = room;
-            dst = zebsDecodeRLE_8u(&in, &unitLen, out.data(), &outLen);
-            check((dst == zebStsOk || dst == zebStsDstFull) && outLen >= 1 && out[room] == 0xA5);
-            back.insert(back.end(), out.begin(), out.begin() + outLen);
-        }
+        require((st == zebStsOk || st == zebStsDstFull) && unitLen >= 1 && unitLen <= cap);
+        Bytes piece = zebcoder::rle_decode_unit(
+            unit.data(), unitLen, [&] { return 257 + sizes.next(300); }, &ok); // holds any run
+        back.insert(back.end(), piece.begin(), piece.end());
     }
-    check(back == data);
+    require(ok && back == data);
 }
 
-// Codes data in the given source pieces; destination sizes from sizes, or room when none.
-Bytes lzss_encode(ZebLZSSState* st, const Bytes& data, const std::vector<int>& pieces,
-                  Sizes* sizes)
-{
-    zebsEncodeLZSSInit_8u(st);
-    Bytes out;
-    size_t at = 0;
-    for (size_t i = 0; i <= pieces.size(); ++i) {
-        const bool flush = i == pieces.size();
-        Zeb8u* src = const_cast<Zeb8u*>(data.data()) + at;
-        Zeb32s left = flush ? 0 : pieces[i];
-        for (ZebStatus s = zebStsDstFull; s == zebStsDstFull;) {
-            const int cap = sizes ? sizes->next(12) : 4 * left + 16;
-            Bytes dst(cap);
-            Zeb8u* d = dst.data();
-            Zeb32s room = cap;
-            s = flush ? zebsEncodeLZSSFlush_8u(&d, &room, st)
-                      : zebsEncodeLZSS_8u(&src, &left, &d, &room, st);
-            check((s == zebStsOk || s == zebStsDstFull) && d - dst.data() == cap - room);
-            out.insert(out.end(), dst.data(), d);
-        }
-        check(left == 0);
-        at += flush ? 0 : pieces[i];
-    }
-    return out;
-}
-
+// The same source pieces coded into destinations of any size and with room give one stream.
 void lzss_round_trip(const Bytes& data, Sizes sizes)
 {
     ZebLZSSState* st = nullptr;
-    check(zebsEncodeLZSSInitAlloc_8u(&st) == zebStsOk);
-    std::vector<int> pieces;
-    for (size_t at = 0; at < data.size(); at += pieces.back())
-        pieces.push_back(std::min(sizes.next(700), (int)(data.size() - at)));
-    const Bytes coded = lzss_encode(st, data, pieces, &sizes);
-    check(coded == lzss_encode(st, data, pieces, nullptr));
-
-    zebsDecodeLZSSInit_8u(st);
-    Bytes back;
-    size_t at = 0;
-    for (ZebStatus s = zebStsDstFull; s == zebStsDstFull || at < coded.size();) {
-        const int piece = std::min(sizes.next(40), (int)(coded.size() - at));
-        const int cap = sizes.next(300);
-        Bytes dst(cap);
-        Zeb8u* in = const_cast<Zeb8u*>(coded.data()) + at;
-        Zeb8u* d = dst.data();
-        Zeb32s left = piece, room = cap;
-        s = zebsDecodeLZSS_8u(&in, &left, &d, &room, st);
-        check((s == zebStsOk || s == zebStsDstFull) && d - dst.data() == cap - room);
-        back.insert(back.end(), dst.data(), d);
-        at += piece - left;
-    }
-    check(back == data);
+    require(zebsEncodeLZSSInitAlloc_8u(&st) == zebStsOk);
+    Sizes pieces = sizes, samePieces = sizes, rooms = {sizes.x ^ 0x5BD1E995u};
+    bool ok = true;
+    const Bytes coded = zebcoder::lzss_encode(
+        st, data.data(), data.size(), [&] { return pieces.next(700); },
+        [&] { return rooms.next(12); }, &ok);
+    require(coded == zebcoder::lzss_encode(
+                         st, data.data(), data.size(), [&] { return samePieces.next(700); },
+                         [] { return 4 * 700 + 16; }, &ok));
+    ZebStatus last;
+    Bytes back = zebcoder::lzss_decode(
+        st, coded.data(), coded.size(), [&] { return sizes.next(40); },
+        [&] { return sizes.next(300); }, &last, &ok);
+    require(ok && last == zebStsOk && back == data);
     zebsLZSSFree_8u(st);
 }
 
@@ -118,40 +72,17 @@ void huffman_round_trip(const Bytes& data, Sizes sizes)
     Zeb32s freq[256] = {0}, len[256];
     for (Zeb8u b : data)
         ++freq[b];
-    ZebHuffState *enc = nullptr, *dec = nullptr;
-    check(zebsEncodeHuffInitAlloc_8u(freq, &enc) == zebStsOk);
+    ZebHuffState* enc = nullptr;
+    require(zebsEncodeHuffInitAlloc_8u(freq, &enc) == zebStsOk);
     zebsHuffGetLenCodeTable_8u(len, enc);
-    Zeb32s bound = 0;
-    check(zebsHuffGetDstBuffSize_8u(len, (Zeb32s)data.size(), &bound, nullptr) == zebStsOk);
-    Bytes whole(bound), split(bound);
-    Zeb32s wholeLen = 0, tail = 0, splitLen = 0;
-    zebsEncodeHuff_8u(data.data(), (Zeb32s)data.size(), whole.data(), &wholeLen, enc);
-    zebsEncodeHuffFinal_8u(whole.data() + wholeLen, &tail, enc);
-    whole.resize(wholeLen + tail);
-    check(zebsEncodeHuffInit_8u(freq, enc) == zebStsOk);
-    for (size_t at = 0, piece; at < data.size(); at += piece) {
-        piece = std::min((size_t)sizes.next(5000), data.size() - at);
-        Zeb32s written = 0;
-        zebsEncodeHuff_8u(&data[at], (Zeb32s)piece, split.data() + splitLen, &written, enc);
-        check(written % 4 == 0);
-        splitLen += written;
-    }
-    zebsEncodeHuffFinal_8u(split.data() + splitLen, &tail, enc);
-    split.resize(splitLen + tail);
-    check(split == whole);
-
-    check(zebsDecodeHuffInitAlloc_8u(len, &dec) == zebStsOk);
-    Bytes back(data.size());
-    size_t made = 0;
-    for (size_t at = 0, piece; at < whole.size() && made < back.size(); at += piece) {
-        piece = std::min((size_t)sizes.next(5000), whole.size() - at);
-        Zeb32s room = (Zeb32s)(back.size() - made);
-        check(zebsDecodeHuff_8u(&whole[at], (Zeb32s)piece, &back[made], &room, dec) == zebStsOk);
-        made += room;
-    }
-    check(made == back.size() && back == data);
+    bool ok = true;
+    auto piece = [&] { return sizes.next(5000); };
+    Bytes whole = zebcoder::huff_encode(enc, data.data(), data.size(), [&] { return data.size(); },
+                                        &ok);
+    require(zebsEncodeHuffInit_8u(freq, enc) == zebStsOk);
+    require(zebcoder::huff_encode(enc, data.data(), data.size(), piece, &ok) == whole);
+    require(zebcoder::huff_decode(len, whole, data.size(), piece, &ok) == data && ok);
     zebsHuffFree_8u(enc);
-    zebsHuffFree_8u(dec);
 }
 
 } // namespace

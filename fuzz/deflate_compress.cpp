@@ -2,11 +2,10 @@
 // sizes, pair and byte room, block kinds and flushes drawn from the input; zlib must inflate the
 // zlib stream back to the bytes, and the pairs must rebuild every chunk.
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <vector>
 
-#include "zebdc.h"
+#include "fuzz_support.h"
 
 #ifdef ZEBDC_HAVE_ZLIB
 #include <zlib.h>
@@ -14,13 +13,8 @@
 
 namespace {
 
-using Bytes = std::vector<Zeb8u>;
-
-void require(bool ok)
-{
-    if (!ok)
-        abort();
-}
+using zebfuzz::Bytes;
+using zebfuzz::require;
 
 struct Params {
     const uint8_t* p;

@@ -2,44 +2,39 @@
 // destination, with any source pieces; data coded with the table of its own frequencies,
 // packed and unpacked, decodes back; the table path and the code search agree.
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <vector>
 
-#include "zebdc.h"
+#include "../tests/coder_stream.h"
+#include "fuzz_support.h"
+
+using zebfuzz::require;
 
 namespace {
 
-typedef std::vector<Zeb8u> Bytes;
+using zebfuzz::Bytes;
 
-struct State {
-    alignas(8) Zeb8u bytes[2596];
-    ZebHuffState* get() { return (ZebHuffState*)(void*)bytes; }
-};
+typedef zebcoder::HuffState State;
 
 void decode_arbitrary(const Zeb8u* data, int size, int piece, int cap)
 {
     Zeb32s tableLen = size, len[256];
     if (zebsHuffLenCodeTableUnpack_8u(data, &tableLen, len) != zebStsOk)
         return;
-    if (tableLen < 1 || tableLen > size)
-        abort();
+    require(tableLen >= 1 && tableLen <= size);
     State st;
     if (zebsDecodeHuffInit_8u(len, st.get()) != zebStsOk)
         return;
     for (int at = tableLen; at < size; at += piece) {
         Bytes dst(cap + 1, 0xA5);
         Zeb32s room = cap, n = size - at < piece ? size - at : piece;
-        if (zebsDecodeHuff_8u(data + at, n, dst.data(), &room, st.get()) != zebStsOk)
-            abort();
-        if (room < 0 || room > cap || dst[cap] != 0xA5)
-            abort();
+        require(zebsDecodeHuff_8u(data + at, n, dst.data(), &room, st.get()) == zebStsOk);
+        require(room >= 0 && room <= cap && dst[cap] == 0xA5);
         if (size - at < 5)
             continue;
         Zeb8u one;
         ZebStatus s1 = zebsDecodeHuffOne_8u(data + at, at & 7, &one, st.get());
-        if (s1 != zebStsOk && s1 != zebStsBadSize)
-            abort();
+        require(s1 == zebStsOk || s1 == zebStsBadSize);
     }
     // The same bits repeated past 4 KiB go through the table path in one call.
     Bytes bits;
@@ -51,11 +46,9 @@ void decode_arbitrary(const Zeb8u* data, int size, int piece, int cap)
     Bytes dst(wide + 1, 0xA5);
     Zeb32s room = wide;
     ZebStatus s = zebsDecodeHuff_8u(bits.data(), (Zeb32s)bits.size(), dst.data(), &room, st.get());
-    if (s != zebStsOk || room < 0 || room > wide)
-        abort();
+    require(s == zebStsOk && room >= 0 && room <= wide);
     for (int i = room; i <= wide; ++i) // nothing written past the reported count
-        if (dst[i] != 0xA5)
-            abort();
+        require(dst[i] == 0xA5);
 }
 
 void round_trip(const Zeb8u* data, int size)
@@ -63,31 +56,20 @@ void round_trip(const Zeb8u* data, int size)
     Zeb32s freq[256] = {0}, len[256], back[256];
     for (int i = 0; i < size; ++i)
         ++freq[data[i]];
-    State enc, dec;
-    if (zebsEncodeHuffInit_8u(freq, enc.get()) != zebStsOk)
-        abort(); // a tree 33 deep needs some 9 million bytes
+    State enc;
+    // A tree 33 deep needs some 9 million bytes.
+    require(zebsEncodeHuffInit_8u(freq, enc.get()) == zebStsOk);
     zebsHuffGetLenCodeTable_8u(len, enc.get());
     Zeb8u packed[300];
     Zeb32s packedLen = sizeof packed, used;
-    if (zebsHuffLenCodeTablePack_8u(len, packed, &packedLen) != zebStsOk)
-        abort();
+    require(zebsHuffLenCodeTablePack_8u(len, packed, &packedLen) == zebStsOk);
     used = packedLen;
-    if (zebsHuffLenCodeTableUnpack_8u(packed, &used, back) != zebStsOk || used != packedLen ||
-        memcmp(len, back, sizeof len) != 0)
-        abort();
-    Zeb32s room;
-    zebsHuffGetDstBuffSize_8u(len, size, &room, nullptr);
-    Bytes coded(room);
-    Zeb32s body, tail;
-    zebsEncodeHuff_8u(data, size, coded.data(), &body, enc.get());
-    zebsEncodeHuffFinal_8u(coded.data() + body, &tail, enc.get());
-    if (body + tail > room || zebsDecodeHuffInit_8u(back, dec.get()) != zebStsOk)
-        abort();
-    Bytes out(size);
-    Zeb32s count = size;
-    zebsDecodeHuff_8u(coded.data(), body + tail, out.data(), &count, dec.get());
-    if (count != size || memcmp(out.data(), data, size) != 0)
-        abort();
+    require(zebsHuffLenCodeTableUnpack_8u(packed, &used, back) == zebStsOk && used == packedLen &&
+            memcmp(len, back, sizeof len) == 0);
+    bool ok = true;
+    Bytes coded = zebcoder::huff_encode(enc.get(), data, size, [=] { return size; }, &ok);
+    Bytes out = zebcoder::huff_decode(back, coded, size, [&] { return coded.size(); }, &ok);
+    require(ok && out == Bytes(data, data + size));
 }
 
 // Decodes src with a fresh state for the lengths: a first piece of the given size, then pieces
@@ -95,17 +77,13 @@ void round_trip(const Zeb8u* data, int size)
 Bytes decode_in_pieces(const Zeb32s len[256], const Bytes& src, size_t first, size_t piece,
                        size_t cap)
 {
-    State st;
-    zebsDecodeHuffInit_8u(len, st.get());
-    Bytes out(cap);
-    size_t made = 0;
-    for (size_t at = 0, n = first; at < src.size() && made < cap; at += n, n = piece) {
-        n = src.size() - at < n ? src.size() - at : n;
-        Zeb32s room = (Zeb32s)(cap - made);
-        zebsDecodeHuff_8u(src.data() + at, (Zeb32s)n, out.data() + made, &room, st.get());
-        made += room;
-    }
-    out.resize(made);
+    bool ok = true;
+    Bytes out = zebcoder::huff_decode(len, src, cap, [&, next = first]() mutable {
+        size_t n = next;
+        next = piece;
+        return n;
+    }, &ok);
+    require(ok);
     return out;
 }
 
@@ -118,16 +96,14 @@ void table_and_search_agree(const Zeb8u* data, int size, size_t piece, bool room
     for (int i = 0; i < size; ++i)
         ++freq[data[i]];
     State enc;
-    if (zebsEncodeHuffInit_8u(freq, enc.get()) != zebStsOk)
-        abort();
+    require(zebsEncodeHuffInit_8u(freq, enc.get()) == zebStsOk);
     zebsHuffGetLenCodeTable_8u(len, enc.get());
     Bytes bits;
     while (bits.size() < 4096 + 64)
         bits.insert(bits.end(), data, data + size);
     const size_t cap = roomForAll ? bits.size() * 8 : 1 + bits.size() / 2;
-    if (decode_in_pieces(len, bits, bits.size() - 64, 64, cap) !=
-        decode_in_pieces(len, bits, piece, piece, cap))
-        abort();
+    require(decode_in_pieces(len, bits, bits.size() - 64, 64, cap) ==
+            decode_in_pieces(len, bits, piece, piece, cap));
 }
 
 } // namespace

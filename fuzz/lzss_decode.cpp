@@ -2,59 +2,35 @@
 // as one call with room, inside each destination, with only the documented statuses; the same
 // bytes coded into small destinations give the stream of one call with room, which decodes back.
 #include <cstdint>
-#include <cstdlib>
-#include <cstring>
 #include <vector>
 
-#include "zebdc.h"
+#include "../tests/coder_stream.h"
+#include "fuzz_support.h"
+
+using zebfuzz::require;
 
 namespace {
 
-typedef std::vector<Zeb8u> Bytes;
+using zebfuzz::Bytes;
 
 // Decodes src in pieces of at most piece bytes into destinations of cap bytes.
 Bytes decode(ZebLZSSState* st, const Zeb8u* src, int size, int piece, int cap, ZebStatus* last)
 {
-    zebsDecodeLZSSInit_8u(st);
-    Bytes out;
-    int at = 0;
-    for (;;) {
-        Bytes dst(cap + 1, 0xA5);
-        Zeb8u* in = const_cast<Zeb8u*>(src) + at;
-        Zeb8u* d = dst.data();
-        Zeb32s n = size - at < piece ? size - at : piece, left = n, room = cap;
-        ZebStatus s = zebsDecodeLZSS_8u(&in, &left, &d, &room, st);
-        if (s != zebStsOk && s != zebStsDstFull && s != zebStsError)
-            abort();
-        if (room < 0 || d - dst.data() != cap - room || dst[cap] != 0xA5 || left < 0 || left > n)
-            abort();
-        out.insert(out.end(), dst.data(), d);
-        at += n - left;
-        *last = s;
-        if (s == zebStsError || (s == zebStsOk && at == size))
-            return out;
-    }
+    bool ok = true;
+    Bytes out = zebcoder::lzss_decode(st, src, (size_t)size, [=] { return piece; },
+                                      [=] { return cap; }, last, &ok);
+    require(ok);
+    return out;
 }
 
 // Codes src in one call into destinations of cap bytes, then flushes likewise.
 Bytes encode(ZebLZSSState* st, const Zeb8u* src, int size, int cap)
 {
-    zebsEncodeLZSSInit_8u(st);
-    Bytes out, dst(cap);
-    Zeb8u* in = const_cast<Zeb8u*>(src);
-    Zeb32s left = size;
-    for (bool flushing = false;;) {
-        Zeb8u* d = dst.data();
-        Zeb32s room = cap;
-        ZebStatus s = flushing ? zebsEncodeLZSSFlush_8u(&d, &room, st)
-                               : zebsEncodeLZSS_8u(&in, &left, &d, &room, st);
-        if ((s != zebStsOk && s != zebStsDstFull) || d - dst.data() != cap - room)
-            abort();
-        out.insert(out.end(), dst.data(), d);
-        if (s == zebStsOk && flushing)
-            return out;
-        flushing = flushing || s == zebStsOk;
-    }
+    bool ok = true;
+    Bytes out = zebcoder::lzss_encode(st, src, (size_t)size, [=] { return size; },
+                                      [=] { return cap; }, &ok);
+    require(ok);
+    return out;
 }
 
 } // namespace
@@ -64,21 +40,17 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     if (size < 3 || size > 4096)
         return 0;
     ZebLZSSState* st = nullptr;
-    if (zebsDecodeLZSSInitAlloc_8u(&st) != zebStsOk)
-        abort();
+    require(zebsDecodeLZSSInitAlloc_8u(&st) == zebStsOk);
     const int body = (int)size - 2;
     ZebStatus wholeStatus, splitStatus;
     Bytes whole = decode(st, data + 2, body, body, body * 86 + 16, &wholeStatus); // 258 per 3 bytes
     Bytes split = decode(st, data + 2, body, 1 + data[0] % 16, 1 + data[1], &splitStatus);
-    if (whole != split || wholeStatus != splitStatus)
-        abort();
+    require(whole == split && wholeStatus == splitStatus);
 
     Bytes coded = encode(st, data + 2, body, body * 2 + 16);
-    if (encode(st, data + 2, body, 1 + data[1] % 8) != coded)
-        abort();
+    require(encode(st, data + 2, body, 1 + data[1] % 8) == coded);
     Bytes back = decode(st, coded.data(), (int)coded.size(), 1 + data[0], body, &wholeStatus);
-    if (wholeStatus != zebStsOk || back != Bytes(data + 2, data + size))
-        abort();
+    require(wholeStatus == zebStsOk && back == Bytes(data + 2, data + size));
     zebsLZSSFree_8u(st);
     return 0;
 }

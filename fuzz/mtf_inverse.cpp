@@ -1,11 +1,12 @@
 // Move-to-front: arbitrary positions decode with any piece sizes to the same bytes, and coding
 // those bytes again gives the positions back.
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <vector>
 
-#include "zebdc.h"
+#include "fuzz_support.h"
+
+using zebfuzz::require;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
@@ -19,16 +20,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     zebsMTFInit_8u((ZebMTFState_8u*)(void*)split);
     zebsMTFInit_8u((ZebMTFState_8u*)(void*)forward);
     std::vector<Zeb8u> once(len), pieces(positions, positions + len), again(len);
-    if (zebsMTFInv_8u(positions, once.data(), (int)len, (ZebMTFState_8u*)(void*)whole) != zebStsOk)
-        abort();
+    require(zebsMTFInv_8u(positions, once.data(), (int)len, (ZebMTFState_8u*)(void*)whole) ==
+            zebStsOk);
     for (size_t at = 0; at < len; at += piece) {
         int n = (int)(len - at < piece ? len - at : piece);
         zebsMTFInv_8u(&pieces[at], &pieces[at], n, (ZebMTFState_8u*)(void*)split);
     }
-    if (pieces != once)
-        abort();
+    require(pieces == once);
     zebsMTFFwd_8u(once.data(), again.data(), (int)len, (ZebMTFState_8u*)(void*)forward);
-    if (std::memcmp(again.data(), positions, len) != 0)
-        abort();
+    require(std::memcmp(again.data(), positions, len) == 0);
     return 0;
 }

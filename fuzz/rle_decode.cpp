@@ -3,33 +3,23 @@
 // from the input decodes back call by call.
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
 #include <vector>
 
-#include "zebdc.h"
+#include "../tests/coder_stream.h"
+#include "fuzz_support.h"
+
+using zebfuzz::require;
 
 namespace {
 
-typedef std::vector<Zeb8u> Bytes;
+using zebfuzz::Bytes;
 
 // Decodes one unit with destinations of cap bytes, each followed by a guard byte.
 Bytes decode(const Zeb8u* unit, int len, int cap)
 {
-    Bytes out;
-    ZebStatus st = zebStsDstFull;
-    while (st == zebStsDstFull) {
-        Bytes dst(cap + 1, 0xA5);
-        int dstLen = cap, before = len;
-        st = zebsDecodeRLE_8u(&unit, &len, dst.data(), &dstLen);
-        if ((st != zebStsOk && st != zebStsDstFull) || dstLen < 0 || dstLen > cap)
-            abort();
-        for (int i = dstLen; i <= cap; ++i) // nothing written past the reported length
-            if (dst[i] != 0xA5)
-                abort();
-        if (dstLen == 0 && len == before)
-            abort(); // no progress although the destination holds any run
-        out.insert(out.end(), dst.begin(), dst.begin() + dstLen);
-    }
+    bool ok = true;
+    Bytes out = zebcoder::rle_decode_unit(unit, len, [=] { return cap; }, &ok);
+    require(ok);
     return out;
 }
 
@@ -53,12 +43,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         Bytes unit(encodeCap);
         int unitLen = encodeCap;
         st = zebsEncodeRLE_8u(&src, &srcLen, unit.data(), &unitLen);
-        if (unitLen < 1 || unitLen > encodeCap)
-            abort();
+        require(unitLen >= 1 && unitLen <= encodeCap);
         Bytes piece = decode(unit.data(), unitLen, decodeCap);
         back.insert(back.end(), piece.begin(), piece.end());
     }
-    if (st != zebStsOk || back != Bytes(body, body + len))
-        abort();
+    require(st == zebStsOk && back == Bytes(body, body + len));
     return 0;
 }

@@ -5,11 +5,11 @@
 //
 // Input: [records n-1] [levels] [sizes...] [tuple] [offset] n * {value:2 code:4 length:1} bits...
 #include <cstdint>
-#include <cstdlib>
-#include <cstring>
 #include <vector>
 
-#include "zebdc.h"
+#include "fuzz_support.h"
+
+using zebfuzz::require;
 
 namespace {
 
@@ -27,12 +27,6 @@ struct Input {
         return w;
     }
 };
-
-void require(bool condition)
-{
-    if (!condition)
-        abort();
-}
 
 // Codes `values` and decodes them again; the encoder writes exactly CountBits bits.
 void recode(const std::vector<ZebVLCCodeEntry>& table, const std::vector<Zeb16s>& values,
@@ -57,6 +51,29 @@ void recode(const std::vector<ZebVLCCodeEntry>& table, const std::vector<Zeb16s>
     require(back == values && (p - stream.data()) * 8 + off == offset + bits);
     zebsVLCEncodeFree_32s(enc);
     zebsVLCDecodeFree_32s(dec);
+}
+
+// Decodes dstLen codes (of `width` values each) with the block form into `block` and one by
+// one: both must end with the same status, and on success with the same values and position.
+template <class State>
+ZebStatus block_and_single(ZebStatus (*decodeBlock)(Zeb8u**, int*, Zeb16s*, int, const State*),
+                           ZebStatus (*decodeOne)(Zeb8u**, int*, Zeb16s*, const State*),
+                           const State* state, std::vector<Zeb8u>& stream, int offset, int dstLen,
+                           size_t width, std::vector<Zeb16s>& block)
+{
+    std::vector<Zeb16s> single(block.size());
+    Zeb8u* p = stream.data();
+    int off = offset;
+    ZebStatus status = decodeBlock(&p, &off, block.data(), dstLen, state);
+    Zeb8u* q = stream.data();
+    int qOff = offset;
+    ZebStatus one = zebStsOk;
+    for (int i = 0; i < dstLen && one == zebStsOk; ++i)
+        one = decodeOne(&q, &qOff, &single[(size_t)i * width], state);
+    require(status == one);
+    require(status != zebStsOk || (block == single && p == q && off == qOff));
+    require(status == zebStsOk || status == zebStsVLCError);
+    return status;
 }
 
 } // namespace
@@ -88,13 +105,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         return 0;
     std::vector<Zeb8u> stream(in.data, in.data + bytes);
     std::vector<Zeb16s> block((size_t)dstLen * (tupleSize ? tupleSize : 1));
-    std::vector<Zeb16s> single(block.size());
-    Zeb8u* p = stream.data();
-    int off = offset;
+    int stateSize = 0;
     ZebStatus status;
     if (tupleSize == 0) {
         ZebVLCDecodeState_32s* state = nullptr;
-        int stateSize = 0;
         status = zebsVLCDecodeGetSize_32s(table.data(), count, sizes.data(), (int)sizes.size(),
                                           &stateSize);
         if (status == zebStsOk && stateSize > kMaxStateSize)
@@ -104,20 +118,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         require(status == zebStsOk || status == zebStsVLCBadParams);
         if (status != zebStsOk)
             return 0;
-        status = zebsVLCDecodeBlock_1u16s(&p, &off, block.data(), dstLen, state);
-        Zeb8u* q = stream.data();
-        int qOff = offset;
-        ZebStatus one = zebStsOk;
-        for (int i = 0; i < dstLen && one == zebStsOk; ++i)
-            one = zebsVLCDecodeOne_1u16s(&q, &qOff, &single[i], state);
-        require(status == one);
-        require(status != zebStsOk || (block == single && p == q && off == qOff));
+        status = block_and_single(zebsVLCDecodeBlock_1u16s, zebsVLCDecodeOne_1u16s, state, stream,
+                                  offset, dstLen, 1, block);
         zebsVLCDecodeFree_32s(state);
         if (status == zebStsOk && maxLength < 32) // a 32-bit length codes 32 zero bits
             recode(table, block, sizes, offset);
     } else {
         ZebVLCDecodeUTupleState_32s* state = nullptr;
-        int stateSize = 0;
         status =
             zebsVLCDecodeUTupleGetSize_32s(table.data(), count, sizes.data(), (int)sizes.size(),
                                            tupleSize, elementBits, &stateSize);
@@ -128,16 +135,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         require(status == zebStsOk || status == zebStsVLCBadParams || status == zebStsTupleError);
         if (status != zebStsOk)
             return 0;
-        status = zebsVLCDecodeUTupleBlock_1u16s(&p, &off, block.data(), dstLen, state);
-        Zeb8u* q = stream.data();
-        int qOff = offset;
-        ZebStatus one = zebStsOk;
-        for (int i = 0; i < dstLen && one == zebStsOk; ++i)
-            one = zebsVLCDecodeUTupleOne_1u16s(&q, &qOff, &single[(size_t)i * tupleSize], state);
-        require(status == one);
-        require(status != zebStsOk || (block == single && p == q && off == qOff));
+        block_and_single(zebsVLCDecodeUTupleBlock_1u16s, zebsVLCDecodeUTupleOne_1u16s, state,
+                         stream, offset, dstLen, (size_t)tupleSize, block);
         zebsVLCDecodeUTupleFree_32s(state);
     }
-    require(status == zebStsOk || status == zebStsVLCError);
     return 0;
 }

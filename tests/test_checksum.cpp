@@ -14,7 +14,7 @@
 
 namespace {
 
-Zeb32u reference_crc32(const Zeb8u* p, size_t n, Zeb32u crc = 0)
+Zeb32u reference_crc32(const Zeb8u* p, size_t n, Zeb32u crc)
 {
     Zeb32u c = ~crc;
     for (size_t i = 0; i < n; ++i) {
@@ -25,7 +25,7 @@ Zeb32u reference_crc32(const Zeb8u* p, size_t n, Zeb32u crc = 0)
     return ~c;
 }
 
-Zeb32u reference_crc32_bzip2(const Zeb8u* p, size_t n, Zeb32u crc = 0)
+Zeb32u reference_crc32_bzip2(const Zeb8u* p, size_t n, Zeb32u crc)
 {
     Zeb32u c = ~crc;
     for (size_t i = 0; i < n; ++i) {
@@ -36,7 +36,7 @@ Zeb32u reference_crc32_bzip2(const Zeb8u* p, size_t n, Zeb32u crc = 0)
     return ~c;
 }
 
-Zeb32u reference_adler32(const Zeb8u* p, size_t n, Zeb32u adler = 1)
+Zeb32u reference_adler32(const Zeb8u* p, size_t n, Zeb32u adler)
 {
     unsigned long long s1 = adler & 0xFFFF, s2 = adler >> 16;
     for (size_t i = 0; i < n; ++i) {
@@ -56,63 +56,49 @@ Zeb32u ours(ZebStatus (*fn)(const Zeb8u*, int, Zeb32u*), const Zeb8u* p, size_t 
     return value;
 }
 
+// Each checksum with its reference, its initial value and a running value that is not it.
+struct Kind {
+    const char* name;
+    ZebStatus (*fn)(const Zeb8u*, int, Zeb32u*);
+    Zeb32u (*reference)(const Zeb8u*, size_t, Zeb32u);
+    Zeb32u initial, running, ofDigits;
+};
+const Kind kKinds[] = {
+    {"CRC-32", zebsCRC32_8u, reference_crc32, 0, 0x9E3779B9u, 0xCBF43926u},
+    {"bzip2 CRC-32", zebsCRC32_BZ2_8u, reference_crc32_bzip2, 0, 0x12345678u, 0xFC891918u},
+    {"Adler-32", zebsAdler32_8u, reference_adler32, 1, 0xFFF0FFF0u, 0x091E01DEu}};
+
 const Zeb8u kDigits[] = {'1', '2', '3', '4', '5', '6', '7', '8', '9'};
 
 TEST(Checksum, KnownValuesAndEverySplitIntoTwoCalls)
 {
-    EXPECT_EQ(ours(zebsCRC32_8u, kDigits, 9, 0), 0xCBF43926u);
-    EXPECT_EQ(ours(zebsCRC32_BZ2_8u, kDigits, 9, 0), 0xFC891918u);
-    EXPECT_EQ(ours(zebsAdler32_8u, kDigits, 9, 1), 0x091E01DEu);
     auto data = zebtest::random_bytes(300, 256, 9);
-    Zeb32u crc = reference_crc32(data.data(), data.size());
-    Zeb32u bz = reference_crc32_bzip2(data.data(), data.size());
-    Zeb32u adler = reference_adler32(data.data(), data.size());
-    for (size_t cut = 0; cut <= data.size(); ++cut) {
-        size_t rest = data.size() - cut;
-        const Zeb8u* tail = data.data() + cut;
-        EXPECT_EQ(ours(zebsCRC32_8u, tail, rest, ours(zebsCRC32_8u, data.data(), cut, 0)), crc);
-        EXPECT_EQ(ours(zebsCRC32_BZ2_8u, tail, rest, ours(zebsCRC32_BZ2_8u, data.data(), cut, 0)),
-                  bz);
-        EXPECT_EQ(ours(zebsAdler32_8u, tail, rest, ours(zebsAdler32_8u, data.data(), cut, 1)),
-                  adler);
+    for (const Kind& k : kKinds) {
+        EXPECT_EQ(ours(k.fn, kDigits, 9, k.initial), k.ofDigits) << k.name;
+        Zeb32u whole = k.reference(data.data(), data.size(), k.initial);
+        for (size_t cut = 0; cut <= data.size(); ++cut)
+            EXPECT_EQ(ours(k.fn, data.data() + cut, data.size() - cut,
+                           ours(k.fn, data.data(), cut, k.initial)),
+                      whole)
+                << k.name << " cut " << cut;
     }
 }
 
-// Every source alignment around the 15-byte switch to slicing-by-8 and its 8-byte alignment.
-TEST(Checksum, EveryAlignmentAndShortLengthMatchesTheBitwiseRule)
-{
-    auto data = zebtest::random_bytes(64 + 8 + 8, 256, 4);
-    const Zeb8u* base = data.data() + (8 - (uintptr_t)data.data() % 8);
-    for (size_t align = 0; align < 8; ++align) {
-        for (size_t len = 0; len <= 64; ++len) {
-            const Zeb8u* p = base + align;
-            ASSERT_EQ(ours(zebsCRC32_8u, p, len, 0x12345678u), reference_crc32(p, len, 0x12345678u))
-                << "align " << align << " len " << len;
-            ASSERT_EQ(ours(zebsCRC32_BZ2_8u, p, len, 7), reference_crc32_bzip2(p, len, 7));
-            ASSERT_EQ(ours(zebsAdler32_8u, p, len, 1), reference_adler32(p, len));
-        }
-    }
-}
-
-// The carry-less-multiply and vector kernels take 16, 32 or 64 bytes per step from 64 bytes on
-// and hand shorter inputs and tails to the portable code: every length across those steps at
-// every alignment of a 32-byte vector, from running values that are not the starting ones.
+// Slicing-by-8 starts at 15 bytes after reaching 8-byte alignment; the carry-less-multiply and
+// vector kernels take 16, 32 or 64 bytes per step from 64 bytes on and hand shorter inputs and
+// tails to the portable code: every length across those steps at every alignment of a 32-byte
+// vector, from running values that are not the starting ones.
 TEST(Checksum, EveryLengthTo300AtEveryAlignmentTo31)
 {
     auto data = zebtest::random_bytes(300 + 64, 256, 11);
     const Zeb8u* base = data.data() + (32 - (uintptr_t)data.data() % 32);
-    for (size_t align = 0; align < 32; ++align)
-        for (size_t len = 0; len <= 300; ++len) {
-            const Zeb8u* p = base + align;
-            ASSERT_EQ(ours(zebsCRC32_8u, p, len, 0x9E3779B9u), reference_crc32(p, len, 0x9E3779B9u))
-                << "align " << align << " len " << len;
-            ASSERT_EQ(ours(zebsCRC32_BZ2_8u, p, len, 0x9E3779B9u),
-                      reference_crc32_bzip2(p, len, 0x9E3779B9u))
-                << "align " << align << " len " << len;
-            ASSERT_EQ(ours(zebsAdler32_8u, p, len, 0xFFF0FFF0u),
-                      reference_adler32(p, len, 0xFFF0FFF0u))
-                << "align " << align << " len " << len;
-        }
+    for (const Kind& k : kKinds)
+        for (size_t align = 0; align < 32; ++align)
+            for (size_t len = 0; len <= 300; ++len) {
+                const Zeb8u* p = base + align;
+                ASSERT_EQ(ours(k.fn, p, len, k.running), k.reference(p, len, k.running))
+                    << k.name << " align " << align << " len " << len;
+            }
 }
 
 // Large buffers through the folding loops, in one call and in uneven pieces.
@@ -120,22 +106,14 @@ TEST(Checksum, LargeBuffersInOneCallAndInPieces)
 {
     const size_t kLen = (1 << 18) + 77;
     auto data = zebtest::random_bytes(kLen, 256, 12);
-    Zeb32u crc = reference_crc32(data.data(), kLen);
-    Zeb32u bz = reference_crc32_bzip2(data.data(), kLen);
-    Zeb32u adler = reference_adler32(data.data(), kLen);
-    EXPECT_EQ(ours(zebsCRC32_8u, data.data(), kLen, 0), crc);
-    EXPECT_EQ(ours(zebsCRC32_BZ2_8u, data.data(), kLen, 0), bz);
-    EXPECT_EQ(ours(zebsAdler32_8u, data.data(), kLen, 1), adler);
-    Zeb32u c = 0, b = 0, a = 1;
-    for (size_t at = 0, piece = 1; at < kLen; at += piece, piece = piece * 3 + 5) {
-        size_t n = std::min(piece, kLen - at);
-        c = ours(zebsCRC32_8u, data.data() + at, n, c);
-        b = ours(zebsCRC32_BZ2_8u, data.data() + at, n, b);
-        a = ours(zebsAdler32_8u, data.data() + at, n, a);
+    for (const Kind& k : kKinds) {
+        Zeb32u want = k.reference(data.data(), kLen, k.initial);
+        EXPECT_EQ(ours(k.fn, data.data(), kLen, k.initial), want) << k.name;
+        Zeb32u value = k.initial;
+        for (size_t at = 0, piece = 1; at < kLen; at += piece, piece = piece * 3 + 5)
+            value = ours(k.fn, data.data() + at, std::min(piece, kLen - at), value);
+        EXPECT_EQ(value, want) << k.name;
     }
-    EXPECT_EQ(c, crc);
-    EXPECT_EQ(b, bz);
-    EXPECT_EQ(a, adler);
 }
 
 // Each input ends exactly at the end of its own allocation, so a vector kernel that reads past
@@ -145,15 +123,14 @@ TEST(Checksum, InputsEndingAtTheirAllocationAreReadNoFurther)
 {
     auto data = zebtest::random_bytes(1100, 256, 13);
     for (size_t len : {63u, 64u, 65u, 79u, 80u, 127u, 255u, 256u, 257u, 319u, 511u, 512u, 513u,
-                       575u, 767u, 1023u, 1087u}) {
+                       575u, 767u, 1023u, 1087u})
         for (size_t skip = 0; skip < 3; ++skip) {
             std::vector<Zeb8u> exact(data.begin() + (long)skip, data.begin() + (long)(skip + len));
-            const Zeb8u* p = exact.data();
-            EXPECT_EQ(ours(zebsCRC32_8u, p, len, 1), reference_crc32(p, len, 1)) << len;
-            EXPECT_EQ(ours(zebsCRC32_BZ2_8u, p, len, 1), reference_crc32_bzip2(p, len, 1)) << len;
-            EXPECT_EQ(ours(zebsAdler32_8u, p, len, 7), reference_adler32(p, len, 7)) << len;
+            for (const Kind& k : kKinds)
+                EXPECT_EQ(ours(k.fn, exact.data(), len, k.running),
+                          k.reference(exact.data(), len, k.running))
+                    << k.name << " " << len;
         }
-    }
 }
 
 // Adler-32 reduces once per 5552-byte block and the vector kernels keep exact 32-bit sums over

@@ -6,6 +6,7 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <vector>
 
 #include "test_support.h"
@@ -54,7 +55,7 @@ TEST(Memory, AllocationGoesThroughTheHooksWithTheAlignedLayout)
     }
 }
 
-TEST(Memory, NoHookCallForEmptyRequestsOrNull)
+TEST(Memory, NoHookCallForEmptyRequestsOrNullAndAFailingHookGivesNull)
 {
     zebtest::HookSwap swap(counting_malloc, counting_free);
     g_log = HookLog();
@@ -63,11 +64,7 @@ TEST(Memory, NoHookCallForEmptyRequestsOrNull)
     zebsFree(nullptr);
     EXPECT_EQ(g_log.mallocCalls, 0);
     EXPECT_EQ(g_log.freeCalls, 0);
-}
-
-TEST(Memory, FailingHookGivesNull)
-{
-    zebtest::HookSwap swap(zebtest::failing_malloc, counting_free);
+    zebtest::HookSwap failing(zebtest::failing_malloc, counting_free);
     EXPECT_EQ(zebsMalloc_8u(64), nullptr);
 }
 
@@ -218,40 +215,29 @@ void expect_sorts(std::vector<Zeb32s> v, const char* what)
     ASSERT_TRUE(v == want) << what << " of " << want.size();
 }
 
+// Every pattern at every size from 1 to 40 (the small-sort cutoffs) and at three large sizes.
 TEST(Sort, AgreesWithStdSortOnHardPatterns)
 {
     std::mt19937 rng(11);
-    for (int n = 1; n <= 40; ++n) {
-        std::vector<Zeb32s> random(n), few(n), sorted(n), reverse(n), extremes(n), organ(n);
-        for (int i = 0; i < n; ++i) {
-            random[i] = (Zeb32s)rng();
-            few[i] = (Zeb32s)(rng() % 3) - 1;
-            sorted[i] = i;
-            reverse[i] = n - i;
-            extremes[i] = (rng() & 1) ? INT_MIN : INT_MAX;
-            organ[i] = i < n / 2 ? i : n - i;
+    const std::pair<const char*, std::function<Zeb32s(int, int)>> kPatterns[] = {
+        {"random", [&](int, int) { return (Zeb32s)rng(); }},
+        {"three values", [&](int, int) { return (Zeb32s)(rng() % 3) - 1; }},
+        {"duplicate-heavy", [&](int, int) { return (Zeb32s)(rng() % 17) * 1000003 - INT_MAX / 2; }},
+        {"INT_MIN/INT_MAX", [&](int, int) { return (rng() & 1) ? INT_MIN : INT_MAX; }},
+        {"all equal", [](int, int) { return 42; }},
+        {"sorted", [](int i, int n) { return i - n / 2; }},
+        {"reverse", [](int i, int) { return INT_MAX - i; }},
+        {"organ pipe", [](int i, int n) { return i < n / 2 ? i : n - i; }}};
+    std::vector<int> sizes = {1000, 65537, 300000};
+    for (int n = 1; n <= 40; ++n)
+        sizes.push_back(n);
+    for (int n : sizes)
+        for (const auto& pattern : kPatterns) {
+            std::vector<Zeb32s> v(n);
+            for (int i = 0; i < n; ++i)
+                v[i] = pattern.second(i, n);
+            expect_sorts(v, pattern.first);
         }
-        expect_sorts(random, "random");
-        expect_sorts(few, "three values");
-        expect_sorts(sorted, "sorted");
-        expect_sorts(reverse, "reverse");
-        expect_sorts(extremes, "INT_MIN/INT_MAX");
-        expect_sorts(organ, "organ pipe");
-    }
-    for (int n : {1000, 65537, 300000}) {
-        std::vector<Zeb32s> random(n), equal(n, 42), dup(n), sorted(n), reverse(n);
-        for (int i = 0; i < n; ++i) {
-            random[i] = (Zeb32s)rng();
-            dup[i] = (Zeb32s)(rng() % 17) * 1000003 - INT_MAX / 2;
-            sorted[i] = i - n / 2;
-            reverse[i] = INT_MAX - i;
-        }
-        expect_sorts(random, "random");
-        expect_sorts(equal, "all equal");
-        expect_sorts(dup, "duplicate-heavy");
-        expect_sorts(sorted, "sorted");
-        expect_sorts(reverse, "reverse");
-    }
 }
 
 } // namespace

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <vector>
 
+#include "coder_stream.h"
 #include "test_support.h"
 
 namespace {
@@ -14,10 +15,7 @@ namespace {
 typedef std::vector<Zeb8u> Bytes;
 typedef std::vector<Zeb32s> Table;
 
-struct State {
-    alignas(8) Zeb8u bytes[2596];
-    ZebHuffState* get() { return (ZebHuffState*)(void*)bytes; }
-};
+typedef zebcoder::HuffState State;
 
 Table lengths_of(ZebHuffState* st)
 {
@@ -37,21 +35,9 @@ Table frequencies(const Bytes& data)
 // Codes data in pieces of the given size and finishes the stream.
 Bytes encode(ZebHuffState* st, const Bytes& data, size_t piece)
 {
-    Table len = lengths_of(st);
-    Zeb32s room = 0;
-    EXPECT_EQ(zebsHuffGetDstBuffSize_8u(len.data(), (Zeb32s)data.size(), &room, nullptr), zebStsOk);
-    Bytes out(room + 4);
-    size_t at = 0;
-    for (size_t pos = 0; pos < data.size(); pos += piece) {
-        Zeb32s n = (Zeb32s)std::min(piece, data.size() - pos), written = -1;
-        EXPECT_EQ(zebsEncodeHuff_8u(&data[pos], n, &out[at], &written, st), zebStsOk);
-        EXPECT_EQ(written % 4, 0);
-        at += written;
-    }
-    Zeb32s tail = -1;
-    EXPECT_EQ(zebsEncodeHuffFinal_8u(&out[at], &tail, st), zebStsOk);
-    EXPECT_LE(at + tail, (size_t)room);
-    out.resize(at + tail);
+    bool ok = true;
+    Bytes out = zebcoder::huff_encode(st, data.data(), data.size(), [=] { return piece; }, &ok);
+    EXPECT_TRUE(ok);
     return out;
 }
 
@@ -60,20 +46,14 @@ Bytes encode(ZebHuffState* st, const Bytes& data, size_t piece)
 Bytes decode(const Table& len, const Bytes& coded, size_t count, size_t first, size_t most = 0)
 {
     std::mt19937 rng((uint32_t)(first ^ most));
-    State st;
-    EXPECT_EQ(zebsDecodeHuffInit_8u(len.data(), st.get()), zebStsOk);
-    Bytes out(count);
-    size_t made = 0;
-    for (size_t pos = 0, next = first; pos < coded.size() && made < count;) {
-        const size_t piece = std::min(next, coded.size() - pos);
-        Zeb32s room = (Zeb32s)(count - made);
-        EXPECT_EQ(zebsDecodeHuff_8u(&coded[pos], (Zeb32s)piece, &out[made], &room, st.get()),
-                  zebStsOk);
-        made += room;
-        pos += piece;
+    size_t next = first;
+    bool ok = true;
+    Bytes out = zebcoder::huff_decode(len.data(), coded, count, [&] {
+        size_t piece = next;
         next = most ? 1 + rng() % most : first;
-    }
-    out.resize(made);
+        return piece;
+    }, &ok);
+    EXPECT_TRUE(ok);
     return out;
 }
 

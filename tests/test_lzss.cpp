@@ -6,6 +6,7 @@
 #include <cstring>
 #include <vector>
 
+#include "coder_stream.h"
 #include "test_support.h"
 
 namespace {
@@ -34,19 +35,11 @@ Bytes decode(const Bytes& coded, int maxPiece, int maxRoom, ZebStatus* last)
     std::mt19937 rng(maxPiece ^ maxRoom);
     ZebLZSSState* dec = nullptr;
     EXPECT_EQ(zebsDecodeLZSSInitAlloc_8u(&dec), zebStsOk);
-    Bytes out;
-    size_t pos = 0;
-    do {
-        Zeb32s piece = (Zeb32s)std::min<size_t>(1 + rng() % maxPiece, coded.size() - pos);
-        Zeb32s room = 1 + (Zeb32s)(rng() % maxRoom), left = piece, roomLeft = room;
-        Bytes dst(room);
-        Zeb8u* src = const_cast<Zeb8u*>(coded.data()) + pos;
-        Zeb8u* d = dst.data();
-        *last = zebsDecodeLZSS_8u(&src, &left, &d, &roomLeft, dec);
-        EXPECT_EQ(d - dst.data(), room - roomLeft);
-        out.insert(out.end(), dst.data(), d);
-        pos += piece - left;
-    } while (*last == zebStsDstFull || (*last == zebStsOk && pos < coded.size()));
+    bool ok = true;
+    Bytes out = zebcoder::lzss_decode(
+        dec, coded.data(), coded.size(), [&] { return 1 + rng() % maxPiece; },
+        [&] { return 1 + (int)(rng() % maxRoom); }, last, &ok);
+    EXPECT_TRUE(ok);
     zebsLZSSFree_8u(dec);
     return out;
 }
@@ -57,25 +50,10 @@ Bytes encode(const Bytes& data, size_t piece, int room)
 {
     ZebLZSSState* enc = nullptr;
     EXPECT_EQ(zebsEncodeLZSSInitAlloc_8u(&enc), zebStsOk);
-    Bytes out, dst(room);
-    auto drain = [&](auto call) {
-        ZebStatus st;
-        do {
-            Zeb8u* d = dst.data();
-            Zeb32s roomLeft = room;
-            st = call(&d, &roomLeft);
-            EXPECT_EQ(d - dst.data(), room - roomLeft);
-            out.insert(out.end(), dst.data(), d);
-        } while (st == zebStsDstFull);
-        EXPECT_EQ(st, zebStsOk);
-    };
-    for (size_t pos = 0; pos < data.size(); pos += piece) {
-        Zeb8u* src = const_cast<Zeb8u*>(data.data()) + pos;
-        Zeb32s left = (Zeb32s)std::min(piece, data.size() - pos);
-        drain([&](Zeb8u** d, Zeb32s* r) { return zebsEncodeLZSS_8u(&src, &left, d, r, enc); });
-        EXPECT_EQ(left, 0);
-    }
-    drain([&](Zeb8u** d, Zeb32s* r) { return zebsEncodeLZSSFlush_8u(d, r, enc); });
+    bool ok = true;
+    Bytes out = zebcoder::lzss_encode(enc, data.data(), data.size(), [=] { return piece; },
+                                      [=] { return room; }, &ok);
+    EXPECT_TRUE(ok);
     zebsLZSSFree_8u(enc);
     return out;
 }

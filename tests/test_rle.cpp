@@ -6,6 +6,7 @@
 #include <cstring>
 #include <vector>
 
+#include "coder_stream.h"
 #include "test_support.h"
 
 namespace {
@@ -24,26 +25,12 @@ ZebStatus encode_once(const Zeb8u** src, int* srcLen, int cap, Bytes* coded)
 
 const Zeb8u kUnwritten = 0xA5;
 
-// Decodes one encoder call's output in calls with the given capacity. The destination beyond
-// the bytes a call reports must stay as it was.
+// Decodes one encoder call's output in calls with the given capacity.
 Bytes decode_unit(const Bytes& unit, int cap)
 {
-    Bytes out;
-    const Zeb8u* src = unit.data();
-    int srcLen = (int)unit.size();
-    ZebStatus st = zebStsDstFull;
-    while (st == zebStsDstFull) {
-        Bytes dst(cap, kUnwritten);
-        int dstLen = cap;
-        st = zebsDecodeRLE_8u(&src, &srcLen, dst.data(), &dstLen);
-        EXPECT_TRUE(st == zebStsOk || st == zebStsDstFull);
-        EXPECT_TRUE(dstLen > 0 || st == zebStsOk) << "no progress";
-        EXPECT_EQ(std::count(dst.begin() + dstLen, dst.end(), kUnwritten), cap - dstLen)
-            << "written past the reported length";
-        if (dstLen == 0 && st != zebStsOk)
-            break;
-        out.insert(out.end(), dst.begin(), dst.begin() + dstLen);
-    }
+    bool ok = true;
+    Bytes out = zebcoder::rle_decode_unit(unit.data(), (int)unit.size(), [=] { return cap; }, &ok);
+    EXPECT_TRUE(ok) << "a call failed, made no progress or wrote past the length it reports";
     return out;
 }
 
@@ -96,13 +83,13 @@ TEST(RLE, EveryRunLengthIsWrittenExactly)
         const Bytes unit = {'r', 'r', (Zeb8u)(len - 2)};
         for (int offset = 0; offset < 16; ++offset) {
             for (int slack : {0, 8}) {
-                std::fill(buf.begin(), buf.end(), kUnwritten);
+                std::fill(buf.begin(), buf.end(), zebcoder::kGuard);
                 const Zeb8u* src = unit.data();
                 int srcLen = 3, dstLen = len + slack;
                 ASSERT_EQ(zebsDecodeRLE_8u(&src, &srcLen, &buf[offset], &dstLen), zebStsOk);
                 ASSERT_EQ(dstLen, len);
                 ASSERT_EQ(std::count(buf.begin() + offset, buf.begin() + offset + len, 'r'), len);
-                ASSERT_EQ(std::count(buf.begin(), buf.end(), kUnwritten), (long)buf.size() - len)
+                ASSERT_EQ(std::count(buf.begin(), buf.end(), zebcoder::kGuard), (long)buf.size() - len)
                     << "run of " << len << " at offset " << offset;
             }
         }

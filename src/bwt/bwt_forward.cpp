@@ -8,10 +8,12 @@
 //
 // Types, cyclically: rotation i is A when s[i] > s[i + 1], or s[i] == s[i + 1] and i + 1 is A;
 // B otherwise; B* when it is B and i + 1 is A. Only the B* rotations are sorted by comparison:
-//  1. the B* substrings (from a B* start through the byte after the next B* start) by a
-//     three-way radix quicksort, which costs at most their total length, about 2 * len;
+//  1. the B* substrings (from a B* start through the byte after the next B* start) by their
+//     first two bytes, then a three-way radix quicksort, which costs at most their total
+//     length, about 2 * len;
 //  2. equal substrings by prefix doubling on the ranks of the cyclic sequence of substrings
-//     (Larsson-Sadakane), O(m log m) for m substrings whatever the block;
+//     (Larsson-Sadakane), O(m log m) for m substrings whatever the block; a group whose keys
+//     are all equal is left as it is;
 //  3. the other B rotations are induced right to left from the B* ones and merged with them per
 //     bucket by their second byte; the A rotations are induced left to right from all B ones.
 // A periodic block is transformed through one period, and each output byte repeated.
@@ -289,10 +291,23 @@ struct Doubling {
         insertion_sort(lo, hi);
     }
 
+    // Whether every entry of the group [lo, hi] has the same key: all are read, none waits
+    // for a comparison.
+    bool same_key(int lo, int hi) const
+    {
+        int first = key(group[lo]);
+        bool same = true;
+        for (int i = lo + 1; i <= hi; ++i)
+            same &= key(group[i]) == first;
+        return same;
+    }
+
     // Splits the sorted group [lo, hi] into runs of equal keys, found before any rank changes,
     // then numbers the runs; a run of one is sorted.
     void split(int lo, int hi) const
     {
+        if (same_key(lo, hi)) // the group stays whole, its ranks as they are
+            return;
         sort_by_key(lo, hi);
         for (int i = hi; i > lo; --i)
             if (key(group[i]) == key(group[i - 1]))
@@ -335,7 +350,7 @@ struct Doubling {
             group[i - sortedRun] = -sortedRun;
     }
 
-    // Sorts, then leaves in group[r] the entry of row r.
+    // Sorts, then leaves in rank[k] the row of entry k.
     void run()
     {
         for (h = 1; group[0] != -n && h < n; h *= 2)
@@ -352,8 +367,6 @@ struct Doubling {
             for (; i <= end; ++i)
                 rank[group[i]] = i;
         }
-        for (int k = 0; k < n; ++k)
-            group[rank[k]] = k;
     }
 };
 
@@ -374,6 +387,33 @@ void rank_substrings(Zeb32s* sa, Zeb32s* rank, int stars)
     }
 }
 
+// Sorts the entries sa[lo, hi) of one first byte by their second byte, which every B* substring
+// has (it is at least three bytes long), in place (American flag sort); then each run of equal
+// second bytes by radix quicksort from depth 2. starts and ends take 256 words each.
+void sort_star_bucket(Zeb32s* sa, Range* stack, const StarSubstrings& ss, int lo, int hi,
+                      Zeb32s* starts, Zeb32s* ends)
+{
+    auto second = [&](Zeb32s k) { return ss.t[ss.pos[k] + 1]; };
+    memset(ends, 0, kAlphabet * sizeof(Zeb32s));
+    for (int i = lo; i < hi; ++i)
+        ++ends[second(sa[i])];
+    for (int c = 0, sum = lo; c < kAlphabet; ++c) {
+        starts[c] = sum;
+        sum += ends[c];
+        ends[c] = sum;
+    }
+    for (int c = 0; c < kAlphabet; ++c)
+        while (starts[c] < ends[c]) { // carry entries to their runs until one belongs here
+            Zeb32s v = sa[starts[c]];
+            for (int d = second(v); d != c; d = second(v))
+                std::swap(v, sa[starts[d]++]);
+            sa[starts[c]++] = v;
+        }
+    for (int c = 0, from = lo; c < kAlphabet; from = ends[c++])
+        if (ends[c] - from >= 2)
+            sort_star_substrings(sa, stack, ss, Range{from, ends[c] - 1, 2});
+}
+
 // Sorts the B* rotations: afterwards sa[0..stars) holds their starts in rotation order.
 void sort_star_rotations(const Scratch& s, int len, int stars)
 {
@@ -390,12 +430,17 @@ void sort_star_rotations(const Scratch& s, int len, int stars)
     StarSubstrings ss{s.text, pos, stars, len};
     for (int c = 0, lo = 0; c < kAlphabet; lo += s.countBStar[c++])
         if (s.countBStar[c] >= 2)
-            sort_star_substrings(sa, s.stack, ss, Range{lo, lo + s.countBStar[c] - 1, 1});
-    Zeb32s* rank = sa + stars; // may overwrite pos[], no longer needed
+            sort_star_bucket(sa, s.stack, ss, lo, lo + s.countBStar[c], s.next, s.merge);
+    Zeb32s* rank = sa + stars; // overwrites pos[] when more than a third of the rotations are B*
     rank_substrings(sa, rank, stars);
     Doubling{sa, rank, stars, 1}.run();
-    int k = stars;
-    for_each_star_backward(s.text, len, [&](int i) { sa[rank[--k]] = i; });
+    if (3 * stars <= len) {
+        for (int k = 0; k < stars; ++k)
+            sa[rank[k]] = pos[k];
+    } else {
+        int k = stars;
+        for_each_star_backward(s.text, len, [&](int i) { sa[rank[--k]] = i; });
+    }
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -524,19 +569,29 @@ int transform_primitive(const Scratch& s, const Zeb8u* src, int len, Zeb8u* dst)
     return induce_a_and_output(s, len, dst);
 }
 
-// Length of the shortest period of the block that divides its length (len when none).
-int primitive_root_length(const Zeb8u* src, int len, Zeb32s* border)
+bool has_period(const Zeb8u* src, int len, int period)
 {
-    border[0] = 0;
-    for (int i = 1, k = 0; i < len; ++i) {
-        while (k > 0 && src[i] != src[k])
-            k = border[k - 1];
-        if (src[i] == src[k])
-            ++k;
-        border[i] = k;
+    return memcmp(src, src + period, (size_t)(len - period)) == 0;
+}
+
+// Length of the shortest period of the block that divides its length (len when none). A block
+// of length n made of copies of its root has the period n / q, for a prime q dividing n, exactly
+// when the root divides n / q; so the root is left after dividing by each prime factor for as
+// long as the remaining prefix keeps that period.
+int primitive_root_length(const Zeb8u* src, int len)
+{
+    int root = len;
+    for (int rest = len, q = 2; rest > 1; ++q) { // rest: the factors of len not yet tried
+        if (q > rest / q)
+            q = rest; // rest is prime
+        if (rest % q != 0)
+            continue;
+        while (rest % q == 0)
+            rest /= q;
+        while (root % q == 0 && has_period(src, root, root / q))
+            root /= q;
     }
-    int period = len - border[len - 1];
-    return len % period == 0 ? period : len;
+    return root;
 }
 
 bool one_repeated_byte(const Zeb8u* src, int len)
@@ -569,7 +624,7 @@ extern "C" ZEBAPI ZebStatus zebsBWTFwd_8u(const Zeb8u* pSrc, Zeb8u* pDst, int le
         return zebStsOk;
     }
     Scratch s(pBuffer, len);
-    int root = primitive_root_length(pSrc, len, s.sa);
+    int root = primitive_root_length(pSrc, len);
     int index = transform_primitive(s, pSrc, root, pDst);
     int repeats = len / root;
     for (int r = root - 1; r >= 0 && repeats > 1; --r) // each row of the period, repeats times
