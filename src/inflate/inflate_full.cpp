@@ -6,9 +6,9 @@
 // pendingDist). Distances reaching before what this stream wrote plus a preset dictionary are
 // refused with zebStsError, so the history never yields bytes of another stream.
 //
-// While at least 24 source bytes and 300 bytes of room are left, the hot loop decodes without
-// per-symbol checks of input or room (three literals and a match of 258 bytes, plus what a wide
-// copy may write past it); the loops below it handle the edges of both buffers.
+// While kHotMargin source bytes and kHotRoom bytes of room are left, the hot loop decodes without
+// per-symbol checks of input or room (a round's literals and a match of 258 bytes, plus what a
+// wide copy may write past it); the loops below it handle the edges of both buffers.
 #include "inflate/inflate_internal.h"
 
 namespace {

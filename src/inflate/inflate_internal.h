@@ -359,9 +359,12 @@ inline InflateSymbol decode_symbol(const Code& code, uint64_t& bits, int& count)
 
 enum {
     kHotMargin = 24,     // source bytes a round of a hot loop may read (three 8-byte refills)
-    // Literals a round of a hot loop may write: after a refill (56 bits or more) four literals of
-    // at most 10 bits leave the 10 bits the look-up of the next symbol needs.
-    kHotLiterals = 4,
+    // A round of a hot loop goes on with literals while this many bits are held: enough for one
+    // more literal of the first level and the look-up after it, or for a literal of the second
+    // level (15 bits) and that look-up.
+    kHotLiteralBits = 15 + 10,
+    // Literals a round may write: from at most 63 bits, a literal of the loop takes at least one.
+    kHotLiterals = 63 - kHotLiteralBits + 1,
     // The most bits a symbol may take: 15 + 5 + 15 + 13 for a valid code, but a state whose
     // dynamic tables were never built (Init leaves their bytes as they were) may hold length
     // entries with up to 7 extra bits.
@@ -409,11 +412,12 @@ inline InflateSymbol hot_round(const Code& code, HotBits& h, HotEntry& e, Put pu
     h.refill();
     unsigned kind = e.kind, value = e.value;
     int need;
-    for (int literals = 0; kind <= kFirstBits;) {
+    while (kind <= kFirstBits) {
         put(value);
         h.drop((int)kind);
         code.first(h.bits, kind, value);
-        if (++literals == kHotLiterals) {
+        // The zero entry of an incomplete code takes no bits: one a round.
+        if (h.count < kHotLiteralBits || kind == 0) {
             e = HotEntry{kind, value};
             return InflateSymbol{kSymNeedBits, 0, 0};
         }
