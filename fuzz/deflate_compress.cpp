@@ -5,6 +5,7 @@
 #include <cstring>
 #include <vector>
 
+#include "../tests/coder_stream.h"
 #include "fuzz_support.h"
 
 #ifdef ZEBDC_HAVE_ZLIB
@@ -27,15 +28,9 @@ struct Params {
 template <class Call>
 ZebStatus drain(Bytes& out, int room, Call&& call)
 {
-    ZebStatus st;
-    do {
-        Bytes buf((size_t)room);
-        Zeb8u* dst = buf.data();
-        Zeb32s left = room;
-        st = call(&dst, &left);
-        require(left >= 0 && dst - buf.data() == room - left);
-        out.insert(out.end(), buf.data(), dst);
-    } while (st == zebStsDstFull);
+    bool ok = true;
+    ZebStatus st = zebcoder::drain(out, [room] { return room; }, call, &ok, false);
+    require(ok);
     return st;
 }
 

@@ -2,7 +2,7 @@
 // them: sources in pieces and destinations of a size drawn per call (by the caller's
 // generators). Every call is checked for the statuses its coder may give, for counts that agree
 // with the moved pointers and for nothing written past a guard byte; a failed check clears *ok.
-// Shared by the tests and the fuzz targets.
+// Shared by the tests and the fuzz targets, which also drain the deflate writers through it.
 #ifndef ZEBDC_CODER_STREAM_H
 #define ZEBDC_CODER_STREAM_H
 
@@ -23,6 +23,27 @@ inline bool unwritten_from(const Bytes& dst, int used, int cap)
 {
     return used >= 0 && used <= cap &&
            std::count(dst.begin() + used, dst.end(), kGuard) == (long)(cap + 1 - used);
+}
+
+// Calls a writer (an encoder, a flush, a block writer) with destinations of room() bytes until
+// it stops asking for room, appending what it wrote to out; returns its last status. The coders
+// leave the room past what they report untouched; the deflate writers may write there (exact
+// false), but never past the room.
+template <class Room, class Call>
+ZebStatus drain(Bytes& out, Room&& room, Call&& call, bool* ok, bool exact = true)
+{
+    ZebStatus st;
+    do {
+        const int cap = room();
+        Bytes dst(cap + 1, kGuard);
+        Zeb8u* d = dst.data();
+        Zeb32s left = cap;
+        st = call(&d, &left);
+        *ok = *ok && d - dst.data() == cap - left &&
+              unwritten_from(dst, exact ? cap - left : cap, cap);
+        out.insert(out.end(), dst.data(), d);
+    } while (st == zebStsDstFull);
+    return st;
 }
 
 // A byte Huffman state in memory of its own, of the size zebsHuffGetSize_8u gives.
@@ -60,26 +81,17 @@ Bytes lzss_encode(ZebLZSSState* st, const Zeb8u* data, size_t size, Piece&& piec
 {
     zebsEncodeLZSSInit_8u(st);
     Bytes out;
-    auto drain = [&](auto call) {
-        for (ZebStatus s = zebStsDstFull; s == zebStsDstFull;) {
-            const int cap = room();
-            Bytes dst(cap + 1, kGuard);
-            Zeb8u* d = dst.data();
-            Zeb32s left = cap;
-            s = call(&d, &left);
-            *ok = *ok && (s == zebStsOk || s == zebStsDstFull) && d - dst.data() == cap - left &&
-                  unwritten_from(dst, cap - left, cap);
-            out.insert(out.end(), dst.data(), d);
-        }
-    };
     for (size_t at = 0, n; at < size; at += n) {
         n = std::min((size_t)piece(), size - at);
         Zeb8u* src = const_cast<Zeb8u*>(data) + at;
         Zeb32s left = (Zeb32s)n;
-        drain([&](Zeb8u** d, Zeb32s* r) { return zebsEncodeLZSS_8u(&src, &left, d, r, st); });
-        *ok = *ok && left == 0;
+        auto code = [&](Zeb8u** d, Zeb32s* r) { return zebsEncodeLZSS_8u(&src, &left, d, r, st); };
+        ZebStatus last = drain(out, room, code, ok);
+        *ok = *ok && last == zebStsOk && left == 0;
     }
-    drain([&](Zeb8u** d, Zeb32s* r) { return zebsEncodeLZSSFlush_8u(d, r, st); });
+    auto flush = [&](Zeb8u** d, Zeb32s* r) { return zebsEncodeLZSSFlush_8u(d, r, st); };
+    ZebStatus last = drain(out, room, flush, ok);
+    *ok = *ok && last == zebStsOk;
     return out;
 }
 

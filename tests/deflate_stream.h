@@ -10,6 +10,7 @@
 #include <cstring>
 #include <vector>
 
+#include "coder_stream.h"
 #include "zebdc.h"
 
 namespace zebdeflate
@@ -56,19 +57,13 @@ inline ZebLZ77Checksum kind_of(Framing f)
                                                             : zebLZ77ChecksumNone;
 }
 
-// Calls a writer with o.byteRoom bytes at a time until it stops asking for room.
+// Calls a writer with byteRoom bytes at a time until it stops asking for room.
 template <class Call>
 inline ZebStatus drain(Bytes& out, int byteRoom, Call&& call)
 {
-    ZebStatus st;
-    do {
-        Bytes room((size_t)byteRoom);
-        Zeb8u* dst = room.data();
-        Zeb32s dstLen = byteRoom;
-        st = call(&dst, &dstLen);
-        EXPECT_EQ(dst - room.data(), byteRoom - dstLen);
-        out.insert(out.end(), room.data(), dst);
-    } while (st == zebStsDstFull);
+    bool ok = true;
+    ZebStatus st = zebcoder::drain(out, [byteRoom] { return byteRoom; }, call, &ok, false);
+    EXPECT_TRUE(ok);
     return st;
 }
 
