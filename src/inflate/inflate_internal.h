@@ -442,8 +442,13 @@ inline InflateSymbol hot_round(const Code& code, HotBits& h, HotEntry& e, Put pu
         h.refill();
     h.drop((int)(kind & kKindBits));
     int extra = (int)((kind >> 4) & 7);
-    int length = (int)value + 3 + (int)((Zeb32u)h.bits & ((1u << extra) - 1));
-    h.drop(extra);
+    int length = (int)value + 3;
+    // Most length entries have no extra bits left (none, or folded into the entry): a branch
+    // keeps the shift off the way to the distance look-up.
+    if (extra != 0) {
+        length += (int)((Zeb32u)h.bits & ((1u << extra) - 1));
+        h.drop(extra);
+    }
     code.dist(h.bits, kind, value, need);
     h.drop((int)(kind & kKindBits));
     extra = (int)(kind >> 4);
