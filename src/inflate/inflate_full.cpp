@@ -68,8 +68,9 @@ ZebStatus emit_symbol(ZebLZ77DecoderState* s, const InflateSymbol& sym, InflateI
 
 // The hot loop: decodes while the margins hold and returns the first symbol it does not handle
 // itself (end of block, an invalid symbol, a far distance), or kSymNeedBits when a margin ran out.
+// The code is taken by value: a copy the output's byte stores cannot alias stays in registers.
 template <class Code>
-InflateSymbol hot_loop(const Code& code, InflateInput& in, FullOutput& o, const Zeb8u* historyEnd,
+InflateSymbol hot_loop(const Code code, InflateInput& in, FullOutput& o, const Zeb8u* historyEnd,
                        int valid)
 {
     HotBits h = hot_bits(in);
@@ -96,9 +97,11 @@ InflateSymbol hot_loop(const Code& code, InflateInput& in, FullOutput& o, const 
     return stop;
 }
 
-// The hot loop of the dynamic decoder.
-InflateSymbol ownDecodeLZ77DHF_HotSpot(const DynamicCode& code, InflateInput& in, FullOutput& o,
-                                       const Zeb8u* historyEnd, int valid)
+// The hot loop of the dynamic decoder, kept out of line and on a cache-line boundary so that its
+// code placement does not move with the code around it.
+__attribute__((noinline, aligned(64))) InflateSymbol
+ownDecodeLZ77DHF_HotSpot(const DynamicCode code, InflateInput& in, FullOutput& o,
+                         const Zeb8u* historyEnd, int valid)
 {
     return hot_loop(code, in, o, historyEnd, valid);
 }

@@ -107,6 +107,8 @@ struct ZebLZ77DecoderState {
 };
 
 static_assert(sizeof(ZebLZ77DecoderState) <= kStateSize, "decoder state outgrew its size");
+// The hot loop's copies read up to 40 bytes past the newest history byte.
+static_assert(kHistoryRoom - kWindow >= 40, "no room to read past the history");
 
 // A constant table built at compile time.
 template <class T, int N>
@@ -379,10 +381,11 @@ struct HotBits {
     int count;
 
     // At least 56 bits from an 8-byte load; bits above the count may be left set.
+    // With count at most 63, 63 - count is count ^ 63: the whole bytes that fit go in.
     void refill()
     {
         bits |= zeb_load64(src) << count;
-        src += (63 - count) >> 3;
+        src += ((unsigned)count ^ 63u) >> 3;
         count |= 56;
     }
     void drop(int n)
@@ -439,8 +442,13 @@ inline InflateSymbol hot_round(const Code& code, HotBits& h, HotEntry& e, Put pu
         h.refill();
     h.drop((int)(kind & kKindBits));
     int extra = (int)((kind >> 4) & 7);
-    int length = (int)value + 3 + (int)((Zeb32u)h.bits & ((1u << extra) - 1));
-    h.drop(extra);
+    int length = (int)value + 3;
+    // Most length entries have no extra bits left (none, or folded into the entry): a branch
+    // keeps the shift off the way to the distance look-up.
+    if (extra != 0) {
+        length += (int)((Zeb32u)h.bits & ((1u << extra) - 1));
+        h.drop(extra);
+    }
     code.dist(h.bits, kind, value, need);
     h.drop((int)(kind & kKindBits));
     extra = (int)(kind >> 4);
@@ -481,7 +489,7 @@ inline void end_hot_bits(InflateInput& in, const HotBits& h)
 inline void refill_fast(InflateInput& in)
 {
     in.bits |= zeb_load64(in.src) << in.count;
-    int bytes = (63 - in.count) >> 3;
+    int bytes = (int)(((unsigned)in.count ^ 63u) >> 3);
     in.src += bytes;
     in.left -= bytes;
     in.taken += bytes;
@@ -507,22 +515,31 @@ inline void D_COPY1(const Zeb8u* pSrc, Zeb8u* pDst, int len)
         *pDst++ = *pSrc++;
 }
 
-enum { kWideSlack = 40 }; // bytes that copy_match_wide may write past the end of a match
+enum { kWideSlack = 40 }; // bytes that copy_words may write past the end of a copy
+
+// Copies len bytes (len >= 1) in 8-byte words from a source that ends at least 8 bytes before
+// each word written: five words whatever the length (most matches are shorter than 40 bytes),
+// and a loop only for longer ones. Up to kWideSlack - 1 bytes past out + len are overwritten
+// and as many past from + len are read, which the caller's buffers must hold.
+inline void copy_words(Zeb8u* out, const Zeb8u* from, int len)
+{
+    Zeb8u* end = out + len;
+    for (int i = 0; i < 40; i += 8)
+        zeb_store64(out + i, zeb_load64(from + i));
+    for (out += 40, from += 40; out < end; out += 8, from += 8)
+        zeb_store64(out, zeb_load64(from));
+}
 
 // Copies a match of len bytes (len >= 1) whose source lies dist bytes back in the same buffer,
 // in 8-byte words: the result is that of a forward byte copy, and up to kWideSlack - 1 bytes
 // past the match are overwritten, which the caller's room must hold. From a distance of 8 on,
-// every word read lies wholly before the word written, so five words are copied whatever the
-// length (most matches are shorter than 40 bytes), and a loop only for longer ones.
+// every word read lies wholly before the word written.
 inline void copy_match_wide(Zeb8u* out, int dist, int len)
 {
     const Zeb8u* from = out - dist;
     Zeb8u* end = out + len;
     if (dist >= 8) {
-        for (int i = 0; i < 40; i += 8)
-            zeb_store64(out + i, zeb_load64(from + i));
-        for (out += 40, from += 40; out < end; out += 8, from += 8)
-            zeb_store64(out, zeb_load64(from));
+        copy_words(out, from, len);
     } else if (dist == 1) {
         uint64_t v = 0x0101010101010101ull * *from;
         do {
@@ -557,9 +574,9 @@ inline Zeb8u* copy_match(Zeb8u* out, const Zeb8u* start, const Zeb8u* historyEnd
 }
 
 // copy_match for callers with kWideSlack bytes of room past the match: the history part is
-// also copied in 8-byte words, reading up to 7 bytes past historyEnd (still inside the history
-// region) and writing up to 7 bytes past that part, which the rest of the match or the slack
-// covers; the rest reads only bytes already final (see copy_match_wide).
+// also copied with copy_words, reading up to kWideSlack - 1 bytes past historyEnd (still inside
+// the history region) and writing as many past that part, which the rest of the match or the
+// slack covers; the rest reads only bytes already final (see copy_match_wide).
 inline Zeb8u* copy_match_fast(Zeb8u* out, const Zeb8u* start, const Zeb8u* historyEnd, int dist,
                               int n)
 {
@@ -567,8 +584,7 @@ inline Zeb8u* copy_match_fast(Zeb8u* out, const Zeb8u* start, const Zeb8u* histo
     if (dist > written) {
         const Zeb8u* from = historyEnd - (dist - written);
         int fromHistory = dist - written < n ? dist - written : n;
-        for (int i = 0; i < fromHistory; i += 8)
-            zeb_store64(out + i, zeb_load64(from + i));
+        copy_words(out, from, fromHistory);
         out += fromHistory;
         n -= fromHistory;
         if (n == 0)

@@ -142,23 +142,24 @@ struct TableShape {
     bool lengths; // literal/length code (else distance)
 };
 
+// The value array (8-bit literal/length values or 16-bit distance values) and the kinds. Taken by
+// value, so that its pointers stay in registers across the byte stores.
+template <class Value>
 struct TableOut {
-    Zeb8u* values8;   // literal/length values
-    Zeb16u* values16; // distance values
+    Value* values;
     Zeb8u* kinds;
+    // Only in an over-subscribed set can two codes claim an index; then every entry is checked.
+    bool checked;
     bool empty(int i) const { return kinds[i] == 0; }
     // Writes an entry that no code has taken yet: in an over-subscribed set the shorter (then the
     // lower) code keeps an index, so the entry a look-up finds on the low bits held never changes
     // when more bits arrive, and a stream decodes alike however its input is split.
     void put(int i, unsigned kind, unsigned value) const
     {
-        if (kinds[i] != 0)
+        if (checked && kinds[i] != 0)
             return;
         kinds[i] = (Zeb8u)kind;
-        if (values8)
-            values8[i] = (Zeb8u)value;
-        else
-            values16[i] = (Zeb16u)value;
+        values[i] = (Value)value;
     }
 };
 
@@ -182,7 +183,8 @@ bool symbol_entry(int sym, bool lengths, unsigned& kind, unsigned& value, int& e
     return true;
 }
 
-void fill_first_level(const TableOut& out, bool lengths, int sym, unsigned rev, int len)
+template <class Value>
+void fill_first_level(const TableOut<Value> out, bool lengths, int sym, unsigned rev, int len)
 {
     unsigned kind, value;
     int extra;
@@ -200,7 +202,8 @@ void fill_first_level(const TableOut& out, bool lengths, int sym, unsigned rev, 
 }
 
 // Refuses a code that the second-level room cannot hold: the entry decodes as an invalid symbol.
-void mark_overflow(const TableOut& out, bool lengths, unsigned prefixIndex)
+template <class Value>
+void mark_overflow(const TableOut<Value> out, bool lengths, unsigned prefixIndex)
 {
     unsigned kind = lengths ? (kKindInvalid | (unsigned)kFirstBits) : (0xE0u | (unsigned)kFirstBits);
     out.put((int)prefixIndex, kind, 0);
@@ -229,9 +232,23 @@ int canonical_order(const Zeb16u* pLens, int numSymbols, Zeb16u* order)
     return at[15];
 }
 
-void build_table(const Zeb16u* pLens, const Zeb16u* pCount, int numSymbols, const TableOut& out,
+// True when the lengths claim more code space than there is.
+bool over_subscribed(const Zeb16u* pCount)
+{
+    int left = 1;
+    for (int len = 1; len <= 15; ++len) {
+        left = 2 * left - pCount[len];
+        if (left < 0)
+            return true;
+    }
+    return false;
+}
+
+template <class Value>
+void build_table(const Zeb16u* pLens, const Zeb16u* pCount, int numSymbols, TableOut<Value> out,
                  const TableShape& shape)
 {
+    out.checked = over_subscribed(pCount);
     if (numSymbols > kMaxLens)
         numSymbols = kMaxLens;
     unsigned next[16] = {}; // first code of each length
@@ -293,12 +310,12 @@ void build_table(const Zeb16u* pLens, const Zeb16u* pCount, int numSymbols, cons
 void ownMakeLiterTabl(const Zeb16u* pLens, const Zeb16u* pCount, Zeb8u* pTables, int numSymbols)
 {
     memset(pTables, 0, 2 * kLitTableLen + 3 * kDistTableLen);
-    TableOut out{pTables, nullptr, pTables + kLitTableLen};
+    TableOut<Zeb8u> out{pTables, pTables + kLitTableLen, true};
     build_table(pLens, pCount, numSymbols, out, TableShape{kLitTableLen - 1024, true});
 }
 
 void ownMakeOffsetTabl(const Zeb16u* pLens, const Zeb16u* pCount, Zeb8u* pTables, int numSymbols)
 {
-    TableOut out{nullptr, (Zeb16u*)(void*)pTables, pTables + 2 * kDistTableLen};
+    TableOut<Zeb16u> out{(Zeb16u*)(void*)pTables, pTables + 2 * kDistTableLen, true};
     build_table(pLens, pCount, numSymbols, out, TableShape{kDistTableLen - 1024, false});
 }
