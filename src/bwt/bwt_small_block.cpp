@@ -14,27 +14,42 @@ struct Range {
     int lo, hi, depth;
 };
 
+// Offset of the first byte at which x and y differ, or n when their first n bytes agree. Eight
+// bytes at a time: the lowest set byte of the XOR of two little-endian words is the first that
+// differs.
+inline int mismatch(const Zeb8u* x, const Zeb8u* y, int n)
+{
+    int k = 0;
+    for (; k + 8 <= n; k += 8) {
+        uint64_t diff = zeb_load64(x + k) ^ zeb_load64(y + k);
+        if (diff != 0)
+            return k + (__builtin_ctzll(diff) >> 3);
+    }
+    for (; k < n; ++k)
+        if (x[k] != y[k])
+            return k;
+    return n;
+}
+
 // Rotations a and b compared from offset depth to offset len - 1 (the first depth bytes agree).
 inline bool rotation_greater(const Zeb8u* t, int a, int b, int depth, int len)
 {
-    int n = len - depth;
     const Zeb8u* x = t + a + depth;
     const Zeb8u* y = t + b + depth;
-    for (int k = 0; k < n; ++k)
-        if (x[k] != y[k])
-            return x[k] > y[k];
-    return false;
+    int k = mismatch(x, y, len - depth);
+    return k < len - depth && x[k] > y[k];
 }
 
-void exchange_sort(Zeb16u* sa, const Zeb8u* t, Range r, int len)
+// The first depth from r.depth at which the keys of r are not all equal, or len. A partition
+// pass over equal keys moves nothing and hands the whole range on one byte deeper, so the passes
+// up to that depth can be skipped.
+int split_depth(const Zeb16u* sa, const Zeb8u* t, Range r, int len)
 {
-    for (int end = r.hi; end > r.lo; --end)
-        for (int i = r.lo; i < end; ++i)
-            if (rotation_greater(t, sa[i], sa[i + 1], r.depth, len)) {
-                Zeb16u x = sa[i];
-                sa[i] = sa[i + 1];
-                sa[i + 1] = x;
-            }
+    const Zeb8u* first = t + sa[r.lo] + r.depth;
+    int common = len - r.depth;
+    for (int i = r.lo + 1; i <= r.hi && common > 0; ++i)
+        common = mismatch(first, t + sa[i] + r.depth, common);
+    return r.depth + common;
 }
 
 inline void swap_entries(Zeb16u* sa, int a, int b)
@@ -42,6 +57,35 @@ inline void swap_entries(Zeb16u* sa, int a, int b)
     Zeb16u x = sa[a];
     sa[a] = sa[b];
     sa[b] = x;
+}
+
+// Exchange passes; the entry being carried up a pass stays in a register, and a pass that swaps
+// nothing leaves the range sorted, which ends the sort.
+void exchange_sort(Zeb16u* sa, const Zeb8u* t, Range r, int len)
+{
+    bool swapped = true;
+    for (int end = r.hi; end > r.lo && swapped; --end) {
+        swapped = false;
+        Zeb16u carried = sa[r.lo];
+        for (int i = r.lo; i < end; ++i) {
+            Zeb16u next = sa[i + 1];
+            bool greater = rotation_greater(t, carried, next, r.depth, len);
+            sa[i] = greater ? next : carried;
+            carried = greater ? carried : next;
+            swapped |= greater;
+        }
+        sa[end] = carried;
+    }
+}
+
+// Swaps sa[a] and sa[b] when move holds, without a branch: whether a key equals the pivot is
+// not predictable.
+inline void swap_if(Zeb16u* sa, int a, int b, bool move)
+{
+    Zeb16u x = sa[a], y = sa[b];
+    Zeb16u diff = (Zeb16u)((x ^ y) & -(int)move);
+    sa[a] = (Zeb16u)(x ^ diff);
+    sa[b] = (Zeb16u)(y ^ diff);
 }
 
 inline void swap_stretch(Zeb16u* sa, int a, int b, int n)
@@ -69,15 +113,19 @@ int median_of_three(Zeb16u* sa, const Zeb8u* t, Range r)
 void partition(Zeb16u* sa, const Zeb8u* t, Range r, int* eqLo, int* eqHi)
 {
     int pivot = median_of_three(sa, t, r);
-    int d = r.depth;
+    const Zeb8u* key = t + r.depth;
     int a = r.lo, b = r.lo, c = r.hi, e = r.hi;
     for (;;) {
-        for (; b <= c && t[sa[b] + d] <= pivot; ++b)
-            if (t[sa[b] + d] == pivot)
-                swap_entries(sa, a++, b);
-        for (; b <= c && t[sa[c] + d] >= pivot; --c)
-            if (t[sa[c] + d] == pivot)
-                swap_entries(sa, c, e--);
+        for (int k; b <= c && (k = key[sa[b]]) <= pivot; ++b) {
+            bool equal = k == pivot;
+            swap_if(sa, a, b, equal);
+            a += equal;
+        }
+        for (int k; b <= c && (k = key[sa[c]]) >= pivot; --c) {
+            bool equal = k == pivot;
+            swap_if(sa, c, e, equal);
+            e -= equal;
+        }
         if (b > c)
             break;
         swap_entries(sa, b++, c--);
@@ -121,6 +169,9 @@ void rotation_sort(Zeb16u* sa, const Zeb8u* t, int lo, int hi, int len)
             exchange_sort(sa, t, r, len);
             continue;
         }
+        r.depth = split_depth(sa, t, r, len);
+        if (r.depth >= len)
+            continue;
         int eqLo, eqHi;
         partition(sa, t, r, &eqLo, &eqHi);
         ZEB_ASSERT(top + 3 <= kStackSize);
@@ -135,17 +186,21 @@ void sort_type_b(const Zeb8u* src, int len, Zeb16u* counts, Zeb8u* t, Zeb16u* sa
     memset(counts, 0, 512 * sizeof(Zeb16u));
     memcpy(t, src, (size_t)len);
     memcpy(t + len, src, (size_t)len);
-    for (int i = 0; i < len; ++i)
-        ++(t[i] > t[i + 1] ? countA : countB)[t[i]];
+    for (int i = 0; i < len; ++i) // type B counted 256 entries after type A
+        ++counts[(t[i] <= t[i + 1]) << 8 | t[i]];
     int sum = 0;
     for (int c = 0; c < 256; ++c) {
         start[c] = (Zeb16u)sum;
         sum += countA[c] + countB[c];
         end[c] = (Zeb16u)sum; // 32768 fits a Zeb16u
     }
-    for (int i = 0; i < len; ++i)
-        if (t[i] <= t[i + 1])
-            sa[--end[t[i]]] = (Zeb16u)i;
+    // Without a branch: a type-A position writes to the next free type-B slot of its byte, which
+    // a later type-B position overwrites, or else to the byte's type-A area, which the induction
+    // fills (a type-A position has an A area in its own bucket, so the slot never leaves it).
+    for (int i = 0; i < len; ++i) {
+        sa[end[t[i]] - 1] = (Zeb16u)i;
+        end[t[i]] = (Zeb16u)(end[t[i]] - (t[i] <= t[i + 1]));
+    }
     for (int c = 0; c < 256; ++c)
         if (countB[c] >= 2)
             rotation_sort(sa, t, end[c], end[c] + countB[c] - 1, len);
