@@ -109,8 +109,11 @@ template <class Visit> void for_each_star_backward(const Zeb8u* t, int len, Visi
 
 // ---------------------------------------------------------------------------------------------
 // Step 1: radix quicksort of the B* substrings. Entries are indices k into the B* starts pos[];
-// substring k runs from pos[k] through the byte after the next start; past its end the key is
-// -1, so a substring that is a prefix of another sorts first, as the suffixes behind them do.
+// substring k runs from pos[k] through the byte after the next start. Keys are read without
+// looking for the end: the bytes past it are block bytes all the same (doubled copy). Instead,
+// a range whose entries share their first depth bytes first sets apart those that end there
+// (equal, and before the longer ones: a substring that is a prefix of another sorts first, as
+// the suffixes behind them do).
 
 struct StarSubstrings {
     const Zeb8u* t;
@@ -118,22 +121,38 @@ struct StarSubstrings {
     int stars, len;
 
     int end(int k) const { return (k + 1 < stars ? pos[k + 1] : pos[0] + len) + 2; }
-    int key(int k, int depth) const
+    int length(int k) const { return end(k) - pos[k]; }
+    int key(int k, int depth) const { return t[pos[k] + depth]; }
+    // A substring ends after a B* byte and the greater byte behind it; the first depth bytes,
+    // shared by a range, tell whether any substring of the range can end at depth.
+    bool may_end(int k, int depth) const
     {
-        int at = pos[k] + depth;
-        return at < end(k) ? t[at] : -1;
+        const Zeb8u* at = t + pos[k] + depth;
+        return at[-2] < at[-1];
+    }
+    // The first depth from depth on, below limit, at which substrings a and b differ; limit
+    // when none.
+    int mismatch(int a, int b, int depth, int limit) const
+    {
+        const Zeb8u* x = t + pos[a];
+        const Zeb8u* y = t + pos[b];
+        for (; depth + 8 <= limit; depth += 8) {
+            uint64_t diff = zeb_load64(x + depth) ^ zeb_load64(y + depth);
+            if (diff != 0)
+                return depth + __builtin_ctzll(diff) / 8;
+        }
+        while (depth < limit && x[depth] == y[depth])
+            ++depth;
+        return depth;
     }
     // <0, 0 or >0 as substring a sorts before, equal to or after substring b (first depth bytes
     // known equal).
     int compare(int a, int b, int depth) const
     {
-        for (;; ++depth) {
-            int x = key(a, depth), y = key(b, depth);
-            if (x != y)
-                return x - y;
-            if (x < 0)
-                return 0;
-        }
+        int lengthA = length(a), lengthB = length(b);
+        int shared = std::min(lengthA, lengthB);
+        int at = mismatch(a, b, depth, shared);
+        return at < shared ? t[pos[a] + at] - t[pos[b] + at] : lengthA - lengthB;
     }
 };
 
@@ -145,7 +164,30 @@ void mark_equal_group(Zeb32s* sa, int lo, int hi)
         sa[i] = ~sa[i];
 }
 
-void insertion_sort(Zeb32s* sa, const StarSubstrings& ss, Range r)
+// Moves the substrings of r that end at r.depth to its front as a group of equal ones; returns
+// the rest.
+Range set_apart_ended(Zeb32s* sa, const StarSubstrings ss, Range r)
+{
+    if (r.hi <= r.lo || !ss.may_end(sa[r.lo], r.depth))
+        return r;
+    int front = r.lo;
+    for (int i = r.lo; i <= r.hi; ++i)
+        if (ss.length(sa[i]) == r.depth)
+            std::swap(sa[front++], sa[i]);
+    mark_equal_group(sa, r.lo, front - 1);
+    return Range{front, r.hi, r.depth};
+}
+
+// The depth up to which all substrings of r are equal, at most the length of the shortest.
+int shared_depth(const Zeb32s* sa, const StarSubstrings ss, Range r)
+{
+    int first = sa[r.lo], depth = ss.length(first);
+    for (int i = r.lo + 1; i <= r.hi && depth > r.depth; ++i)
+        depth = ss.mismatch(first, sa[i], r.depth, std::min(depth, ss.length(sa[i])));
+    return depth;
+}
+
+void insertion_sort(Zeb32s* sa, const StarSubstrings ss, Range r)
 {
     for (int i = r.lo + 1; i <= r.hi; ++i) {
         Zeb32s v = sa[i];
@@ -159,7 +201,7 @@ void insertion_sort(Zeb32s* sa, const StarSubstrings& ss, Range r)
             sa[i] = ~sa[i];
 }
 
-int median_key(const Zeb32s* sa, const StarSubstrings& ss, Range r)
+int median_key(const Zeb32s* sa, const StarSubstrings ss, Range r)
 {
     int a = ss.key(sa[r.lo], r.depth);
     int b = ss.key(sa[(r.lo + r.hi) >> 1], r.depth);
@@ -169,8 +211,9 @@ int median_key(const Zeb32s* sa, const StarSubstrings& ss, Range r)
     return c < a ? a : (c > b ? b : c);
 }
 
-// Bentley-McIlroy three-way partition by the key at r.depth; returns the equal part.
-Range partition(Zeb32s* sa, const StarSubstrings& ss, Range r)
+// Bentley-McIlroy three-way partition by the key at r.depth; returns the equal part, whose
+// entries share one more byte.
+Range partition(Zeb32s* sa, const StarSubstrings ss, Range r)
 {
     int pivot = median_key(sa, ss, r);
     int a = r.lo, b = r.lo, c = r.hi, e = r.hi;
@@ -190,11 +233,12 @@ Range partition(Zeb32s* sa, const StarSubstrings& ss, Range r)
     std::swap_ranges(sa + r.lo, sa + r.lo + n, sa + b - n);
     int m = std::min(e - c, r.hi - e);
     std::swap_ranges(sa + b, sa + b + m, sa + r.hi + 1 - m);
-    Range eq{r.lo + (b - a), r.hi - (e - c), pivot < 0 ? -1 : r.depth + 1};
+    Range eq{r.lo + (b - a), r.hi - (e - c), r.depth + 1};
     return eq;
 }
 
-void sort_star_substrings(Zeb32s* sa, Range* stack, const StarSubstrings& ss, Range whole)
+// Sorts a range whose entries share their first whole.depth bytes and none of which ends there.
+void sort_star_substrings(Zeb32s* sa, Range* stack, const StarSubstrings ss, Range whole)
 {
     int top = 0;
     stack[top++] = whole;
@@ -205,12 +249,14 @@ void sort_star_substrings(Zeb32s* sa, Range* stack, const StarSubstrings& ss, Ra
                 insertion_sort(sa, ss, r);
                 break;
             }
-            Range eq = partition(sa, ss, r);
-            Range parts[3] = {{r.lo, eq.lo - 1, r.depth}, eq, {eq.hi + 1, r.hi, r.depth}};
-            if (eq.depth < 0) { // every substring ended: all equal
-                mark_equal_group(sa, eq.lo, eq.hi);
-                parts[1].hi = parts[1].lo - 1;
+            int depth = shared_depth(sa, ss, r);
+            if (depth > r.depth) { // nothing to partition before depth
+                r = set_apart_ended(sa, ss, Range{r.lo, r.hi, depth});
+                continue;
             }
+            Range eq = partition(sa, ss, r);
+            Range parts[3] = {{r.lo, eq.lo - 1, r.depth}, set_apart_ended(sa, ss, eq),
+                              {eq.hi + 1, r.hi, r.depth}};
             // Go on with the smallest part with two entries or more and stack the others, so
             // that the stack holds at most two ranges per third of the size.
             std::sort(parts, parts + 3,
