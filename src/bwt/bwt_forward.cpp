@@ -29,6 +29,7 @@ enum {
     kMergeEntries = 16384,
     kFixedBytes = 4 * kAlphabet * 4 + 3 * kStackRanges * 4 + kMergeEntries * 4, // 70112
     kInsertionRange = 12,
+    kPairs = kAlphabet * kAlphabet,
 };
 
 struct Range {
@@ -352,6 +353,7 @@ struct Doubling {
     // then numbers the runs; a run of one is sorted.
     void split(int lo, int hi) const
     {
+
         if (same_key(lo, hi)) // the group stays whole, its ranks as they are
             return;
         sort_by_key(lo, hi);
@@ -460,23 +462,55 @@ void sort_star_bucket(Zeb32s* sa, Range* stack, const StarSubstrings& ss, int lo
             sort_star_substrings(sa, stack, ss, Range{from, ends[c] - 1, 2});
 }
 
-// Sorts the B* rotations: afterwards sa[0..stars) holds their starts in rotation order.
-void sort_star_rotations(const Scratch& s, int len, int stars)
+// Sorts the B* entries sa[0, stars) by their first two bytes with one counter per pair, pairs[],
+// reading the starts in text order; then each pair's run by radix quicksort from depth 2.
+void sort_star_pairs(Zeb32s* sa, Zeb32s* pairs, Range* stack, const StarSubstrings& ss)
 {
-    Zeb32s* sa = s.sa;
-    const Zeb32s* pos = s.sa + len - stars;
-    // Entries by first byte, then each byte's range by radix quicksort from depth 1.
+    auto pair = [&](int k) {
+        const Zeb8u* at = ss.t + ss.pos[k];
+        return at[0] << 8 | at[1];
+    };
+    memset(pairs, 0, kPairs * sizeof(Zeb32s));
+    for (int k = 0; k < ss.stars; ++k)
+        ++pairs[pair(k)];
+    for (int p = 0, sum = 0; p < kPairs; ++p) {
+        sum += pairs[p];
+        pairs[p] = sum;
+    }
+    for (int k = ss.stars - 1; k >= 0; --k)
+        sa[--pairs[pair(k)]] = k;
+    for (int p = 0; p < kPairs; ++p) {
+        int end = p + 1 < kPairs ? pairs[p + 1] : ss.stars;
+        if (end - pairs[p] >= 2)
+            sort_star_substrings(sa, stack, ss, Range{pairs[p], end - 1, 2});
+    }
+}
+
+// Entries by first byte, then each byte's range by its second byte and radix quicksort.
+void sort_star_buckets(const Scratch& s, const StarSubstrings& ss)
+{
     int sum = 0;
     for (int c = 0; c < kAlphabet; ++c) {
         s.next[c] = sum;
         sum += s.countBStar[c];
     }
-    for (int k = 0; k < stars; ++k)
-        sa[s.next[s.text[pos[k]]]++] = k;
-    StarSubstrings ss{s.text, pos, stars, len};
+    for (int k = 0; k < ss.stars; ++k)
+        s.sa[s.next[s.text[ss.pos[k]]]++] = k;
     for (int c = 0, lo = 0; c < kAlphabet; lo += s.countBStar[c++])
         if (s.countBStar[c] >= 2)
-            sort_star_bucket(sa, s.stack, ss, lo, lo + s.countBStar[c], s.next, s.merge);
+            sort_star_bucket(s.sa, s.stack, ss, lo, lo + s.countBStar[c], s.next, s.merge);
+}
+
+// Sorts the B* rotations: afterwards sa[0..stars) holds their starts in rotation order.
+void sort_star_rotations(const Scratch& s, int len, int stars)
+{
+    Zeb32s* sa = s.sa;
+    const Zeb32s* pos = s.sa + len - stars;
+    StarSubstrings ss{s.text, pos, stars, len};
+    if (len - 2 * stars >= kPairs) // the pair counters fit between the entries and pos[]
+        sort_star_pairs(sa, sa + stars, s.stack, ss);
+    else
+        sort_star_buckets(s, ss);
     Zeb32s* rank = sa + stars; // overwrites pos[] when more than a third of the rotations are B*
     rank_substrings(sa, rank, stars);
     Doubling{sa, rank, stars, 1}.run();
