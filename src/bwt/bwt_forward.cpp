@@ -30,6 +30,7 @@ enum {
     kFixedBytes = 4 * kAlphabet * 4 + 3 * kStackRanges * 4 + kMergeEntries * 4, // 70112
     kInsertionRange = 12,
     kPairs = kAlphabet * kAlphabet,
+    kGatheredKeys = (kMergeEntries - kAlphabet) * 4, // the merge area after 256 words
 };
 
 struct Range {
@@ -202,61 +203,115 @@ void insertion_sort(Zeb32s* sa, const StarSubstrings ss, Range r)
             sa[i] = ~sa[i];
 }
 
-int median_key(const Zeb32s* sa, const StarSubstrings ss, Range r)
+int median_of_three(int a, int b, int c)
 {
-    int a = ss.key(sa[r.lo], r.depth);
-    int b = ss.key(sa[(r.lo + r.hi) >> 1], r.depth);
-    int c = ss.key(sa[r.hi], r.depth);
     if (a > b)
         std::swap(a, b);
     return c < a ? a : (c > b ? b : c);
 }
 
+// Keys of a large range, read one by one as the partition reaches them.
+struct DirectKeys {
+    Zeb32s* sa;
+    StarSubstrings ss;
+
+    void gather(Range) const {}
+    int at(int i, int depth) const { return ss.key(sa[i], depth); }
+    void swap(int i, int j) const { std::swap(sa[i], sa[j]); }
+};
+
+// Keys of the ranges of one bucket that fits the key area: read for a whole range at each new
+// depth, in a loop whose loads do not wait for one another, and moved along with the entries,
+// so that the parts of a partition keep theirs.
+struct GatheredKeys {
+    Zeb32s* sa;
+    StarSubstrings ss;
+    Zeb8u* key; // key[i - base] for entry i
+    int base;
+
+    void gather(Range r) const
+    {
+        const Zeb32s* entry = sa; // locals: the byte stores below could alias the members
+        const Zeb32s* start = ss.pos;
+        const Zeb8u* at = ss.t + r.depth;
+        Zeb8u* out = key;
+        for (int i = r.lo, first = base; i <= r.hi; ++i)
+            out[i - first] = at[start[entry[i]]];
+    }
+    int at(int i, int) const { return key[i - base]; }
+    void swap(int i, int j) const
+    {
+        std::swap(sa[i], sa[j]);
+        std::swap(key[i - base], key[j - base]);
+    }
+};
+
+template <class Keys> void swap_ranges(const Keys keys, int from, int to, int count)
+{
+    for (int i = 0; i < count; ++i)
+        keys.swap(from + i, to + i);
+}
+
 // Bentley-McIlroy three-way partition by the key at r.depth; returns the equal part, whose
 // entries share one more byte.
-Range partition(Zeb32s* sa, const StarSubstrings ss, Range r)
+template <class Keys> Range partition(const Keys keys, Range r)
 {
-    int pivot = median_key(sa, ss, r);
+    int pivot = median_of_three(keys.at(r.lo, r.depth), keys.at((r.lo + r.hi) >> 1, r.depth),
+                                keys.at(r.hi, r.depth));
     int a = r.lo, b = r.lo, c = r.hi, e = r.hi;
     for (;;) {
         int k;
-        for (; b <= c && (k = ss.key(sa[b], r.depth)) <= pivot; ++b)
+        for (; b <= c && (k = keys.at(b, r.depth)) <= pivot; ++b)
             if (k == pivot)
-                std::swap(sa[a++], sa[b]);
-        for (; b <= c && (k = ss.key(sa[c], r.depth)) >= pivot; --c)
+                keys.swap(a++, b);
+        for (; b <= c && (k = keys.at(c, r.depth)) >= pivot; --c)
             if (k == pivot)
-                std::swap(sa[c], sa[e--]);
+                keys.swap(c, e--);
         if (b > c)
             break;
-        std::swap(sa[b++], sa[c--]);
+        keys.swap(b++, c--);
     }
     int n = std::min(a - r.lo, b - a);
-    std::swap_ranges(sa + r.lo, sa + r.lo + n, sa + b - n);
+    swap_ranges(keys, r.lo, b - n, n);
     int m = std::min(e - c, r.hi - e);
-    std::swap_ranges(sa + b, sa + b + m, sa + r.hi + 1 - m);
-    Range eq{r.lo + (b - a), r.hi - (e - c), r.depth + 1};
-    return eq;
+    swap_ranges(keys, b, r.hi + 1 - m, m);
+    return Range{r.lo + (b - a), r.hi - (e - c), r.depth + 1};
+}
+
+// Readies a range to be partitioned at a new depth: bytes that all its substrings share are
+// skipped, those that end there set apart, and the keys gathered.
+template <class Keys> Range enter_depth(const Keys keys, const StarSubstrings ss, Range r)
+{
+    for (;;) {
+        if (r.hi - r.lo < kInsertionRange)
+            return r;
+        int depth = shared_depth(keys.sa, ss, r);
+        if (depth == r.depth)
+            break;
+        r = set_apart_ended(keys.sa, ss, Range{r.lo, r.hi, depth});
+    }
+    keys.gather(r);
+    return r;
 }
 
 // Sorts a range whose entries share their first whole.depth bytes and none of which ends there.
-void sort_star_substrings(Zeb32s* sa, Range* stack, const StarSubstrings ss, Range whole)
+// The parts of a partition at one depth keep their gathered keys; the equal part enters the
+// next depth.
+template <class Keys>
+void sort_star_substrings(Range* stack, const Keys keys, const StarSubstrings ss, Range whole)
 {
     int top = 0;
-    stack[top++] = whole;
+    stack[top++] = enter_depth(keys, ss, whole);
     while (top > 0) {
         Range r = stack[--top];
         for (;;) {
             if (r.hi - r.lo < kInsertionRange || top + 2 > kStackRanges) {
-                insertion_sort(sa, ss, r);
+                insertion_sort(keys.sa, ss, r);
                 break;
             }
-            int depth = shared_depth(sa, ss, r);
-            if (depth > r.depth) { // nothing to partition before depth
-                r = set_apart_ended(sa, ss, Range{r.lo, r.hi, depth});
-                continue;
-            }
-            Range eq = partition(sa, ss, r);
-            Range parts[3] = {{r.lo, eq.lo - 1, r.depth}, set_apart_ended(sa, ss, eq),
+            Range eq = partition(keys, r);
+            Range parts[3] = {{r.lo, eq.lo - 1, r.depth},
+                              enter_depth(keys, ss, set_apart_ended(keys.sa, ss, eq)),
                               {eq.hi + 1, r.hi, r.depth}};
             // Go on with the smallest part with two entries or more and stack the others, so
             // that the stack holds at most two ranges per third of the size.
@@ -270,6 +325,15 @@ void sort_star_substrings(Zeb32s* sa, Range* stack, const StarSubstrings ss, Ran
             r = parts[0];
         }
     }
+}
+
+// Sorts the range of one bucket from depth 2, through the key area when it fits there.
+void sort_star_range(Zeb32s* sa, Range* stack, Zeb8u* keyArea, const StarSubstrings& ss, Range r)
+{
+    if (r.hi - r.lo < kGatheredKeys)
+        sort_star_substrings(stack, GatheredKeys{sa, ss, keyArea, r.lo}, ss, r);
+    else
+        sort_star_substrings(stack, DirectKeys{sa, ss}, ss, r);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -459,12 +523,14 @@ void sort_star_bucket(Zeb32s* sa, Range* stack, const StarSubstrings& ss, int lo
         }
     for (int c = 0, from = lo; c < kAlphabet; from = ends[c++])
         if (ends[c] - from >= 2)
-            sort_star_substrings(sa, stack, ss, Range{from, ends[c] - 1, 2});
+            sort_star_range(sa, stack, (Zeb8u*)(void*)(ends + kAlphabet), ss,
+                            Range{from, ends[c] - 1, 2});
 }
 
 // Sorts the B* entries sa[0, stars) by their first two bytes with one counter per pair, pairs[],
 // reading the starts in text order; then each pair's run by radix quicksort from depth 2.
-void sort_star_pairs(Zeb32s* sa, Zeb32s* pairs, Range* stack, const StarSubstrings& ss)
+void sort_star_pairs(Zeb32s* sa, Zeb32s* pairs, Range* stack, Zeb8u* keys,
+                     const StarSubstrings& ss)
 {
     auto pair = [&](int k) {
         const Zeb8u* at = ss.t + ss.pos[k];
@@ -482,7 +548,7 @@ void sort_star_pairs(Zeb32s* sa, Zeb32s* pairs, Range* stack, const StarSubstrin
     for (int p = 0; p < kPairs; ++p) {
         int end = p + 1 < kPairs ? pairs[p + 1] : ss.stars;
         if (end - pairs[p] >= 2)
-            sort_star_substrings(sa, stack, ss, Range{pairs[p], end - 1, 2});
+            sort_star_range(sa, stack, keys, ss, Range{pairs[p], end - 1, 2});
     }
 }
 
@@ -508,7 +574,7 @@ void sort_star_rotations(const Scratch& s, int len, int stars)
     const Zeb32s* pos = s.sa + len - stars;
     StarSubstrings ss{s.text, pos, stars, len};
     if (len - 2 * stars >= kPairs) // the pair counters fit between the entries and pos[]
-        sort_star_pairs(sa, sa + stars, s.stack, ss);
+        sort_star_pairs(sa, sa + stars, s.stack, (Zeb8u*)(void*)(s.merge + kAlphabet), ss);
     else
         sort_star_buckets(s, ss);
     Zeb32s* rank = sa + stars; // overwrites pos[] when more than a third of the rotations are B*
