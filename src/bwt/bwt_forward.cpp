@@ -246,36 +246,29 @@ struct GatheredKeys {
     }
 };
 
-template <class Keys> void swap_ranges(const Keys keys, int from, int to, int count)
+// Moves the entries of [lo, hi] whose key satisfies holds() to the front, without a branch on
+// the key; returns the end of those.
+template <class Keys, class Holds>
+int move_to_front(const Keys keys, int lo, int hi, int depth, Holds holds)
 {
-    for (int i = 0; i < count; ++i)
-        keys.swap(from + i, to + i);
+    int front = lo;
+    for (int i = lo; i <= hi; ++i) {
+        int k = keys.at(i, depth);
+        keys.swap(i, front);
+        front += holds(k);
+    }
+    return front;
 }
 
-// Bentley-McIlroy three-way partition by the key at r.depth; returns the equal part, whose
-// entries share one more byte.
+// Three-way partition by the key at r.depth (the median of three as pivot): the keys below it,
+// then equal to it, then above it; returns the equal part, whose entries share one more byte.
 template <class Keys> Range partition(const Keys keys, Range r)
 {
     int pivot = median_of_three(keys.at(r.lo, r.depth), keys.at((r.lo + r.hi) >> 1, r.depth),
                                 keys.at(r.hi, r.depth));
-    int a = r.lo, b = r.lo, c = r.hi, e = r.hi;
-    for (;;) {
-        int k;
-        for (; b <= c && (k = keys.at(b, r.depth)) <= pivot; ++b)
-            if (k == pivot)
-                keys.swap(a++, b);
-        for (; b <= c && (k = keys.at(c, r.depth)) >= pivot; --c)
-            if (k == pivot)
-                keys.swap(c, e--);
-        if (b > c)
-            break;
-        keys.swap(b++, c--);
-    }
-    int n = std::min(a - r.lo, b - a);
-    swap_ranges(keys, r.lo, b - n, n);
-    int m = std::min(e - c, r.hi - e);
-    swap_ranges(keys, b, r.hi + 1 - m, m);
-    return Range{r.lo + (b - a), r.hi - (e - c), r.depth + 1};
+    int less = move_to_front(keys, r.lo, r.hi, r.depth, [=](int k) { return k < pivot; });
+    int equal = move_to_front(keys, less, r.hi, r.depth, [=](int k) { return k == pivot; });
+    return Range{less, equal - 1, r.depth + 1};
 }
 
 // Readies a range to be partitioned at a new depth: bytes that all its substrings share are
