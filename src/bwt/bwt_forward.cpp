@@ -337,6 +337,7 @@ void sort_star_range(Zeb32s* sa, Range* stack, Zeb8u* keyArea, const StarSubstri
 struct Doubling {
     Zeb32s* group;
     Zeb32s* rank;
+    Zeb32s* keyArea; // kMergeEntries keys
     int n, h;
 
     int key(Zeb32s k) const
@@ -345,77 +346,61 @@ struct Doubling {
         return rank[at >= n ? at - n : at];
     }
 
-    void insertion_sort(int lo, int hi) const
-    {
-        for (int i = lo + 1; i <= hi; ++i) {
-            Zeb32s v = group[i];
-            int kv = key(v), j = i;
-            for (; j > lo && key(group[j - 1]) > kv; --j)
-                group[j] = group[j - 1];
-            group[j] = v;
+    // Keys of a group too large for the key area, read as the sort reaches them.
+    struct DirectKeys {
+        const Doubling* d;
+
+        int at(int i, int) const { return d->key(d->group[i]); }
+        void swap(int i, int j) const { std::swap(d->group[i], d->group[j]); }
+    };
+
+    // Keys of a group read all at once into the key area and moved along with the entries.
+    struct GatheredKeys {
+        Zeb32s* group;
+        Zeb32s* key; // key[i - base] for entry i
+        int base;
+
+        int at(int i, int) const { return key[i - base]; }
+        void swap(int i, int j) const
+        {
+            std::swap(group[i], group[j]);
+            std::swap(key[i - base], key[j - base]);
         }
-    }
+    };
 
     // Sorts group[lo..hi] by key. No rank changes meanwhile, so every key stays what it was
     // when the pass reached the group (ranks changed while splitting would mix refined and
     // stale group numbers).
-    void sort_by_key(int lo, int hi) const
+    template <class Keys> void sort_by_key(const Keys keys, int lo, int hi) const
     {
         while (hi - lo >= kInsertionRange) {
-            int a0 = key(group[lo]), b0 = key(group[(lo + hi) >> 1]), c0 = key(group[hi]);
-            if (a0 > b0)
-                std::swap(a0, b0);
-            int v = c0 < a0 ? a0 : (c0 > b0 ? b0 : c0);
-            int a = lo, b = lo, c = hi, e = hi;
-            for (;;) {
-                int k;
-                for (; b <= c && (k = key(group[b])) <= v; ++b)
-                    if (k == v)
-                        std::swap(group[a++], group[b]);
-                for (; b <= c && (k = key(group[c])) >= v; --c)
-                    if (k == v)
-                        std::swap(group[c], group[e--]);
-                if (b > c)
-                    break;
-                std::swap(group[b++], group[c--]);
-            }
-            int s = std::min(a - lo, b - a);
-            std::swap_ranges(group + lo, group + lo + s, group + b - s);
-            s = std::min(e - c, hi - e);
-            std::swap_ranges(group + b, group + b + s, group + hi + 1 - s);
-            int less = b - a, more = e - c;
-            if (less < more) { // the smaller side by recursion, the larger by iteration
-                sort_by_key(lo, lo + less - 1);
-                lo = hi - more + 1;
+            Range eq = partition(keys, Range{lo, hi, 0});
+            if (eq.lo - lo < hi - eq.hi) { // the smaller side by recursion, the larger by iteration
+                sort_by_key(keys, lo, eq.lo - 1);
+                lo = eq.hi + 1;
             } else {
-                sort_by_key(hi - more + 1, hi);
-                hi = lo + less - 1;
+                sort_by_key(keys, eq.hi + 1, hi);
+                hi = eq.lo - 1;
             }
         }
-        insertion_sort(lo, hi);
+        for (int i = lo + 1; i <= hi; ++i)
+            for (int j = i; j > lo && keys.at(j - 1, 0) > keys.at(j, 0); --j)
+                keys.swap(j - 1, j);
     }
 
-    // Whether every entry of the group [lo, hi] has the same key: all are read, none waits
-    // for a comparison.
-    bool same_key(int lo, int hi) const
+    // Splits the group [lo, hi] into runs of equal keys, found before any rank changes, then
+    // numbers the runs; a run of one is sorted. A group whose keys are all equal stays whole,
+    // its ranks as they are.
+    template <class Keys> void split_by(const Keys keys, int lo, int hi) const
     {
-        int first = key(group[lo]);
         bool same = true;
         for (int i = lo + 1; i <= hi; ++i)
-            same &= key(group[i]) == first;
-        return same;
-    }
-
-    // Splits the sorted group [lo, hi] into runs of equal keys, found before any rank changes,
-    // then numbers the runs; a run of one is sorted.
-    void split(int lo, int hi) const
-    {
-
-        if (same_key(lo, hi)) // the group stays whole, its ranks as they are
+            same &= keys.at(i, 0) == keys.at(lo, 0);
+        if (same)
             return;
-        sort_by_key(lo, hi);
+        sort_by_key(keys, lo, hi);
         for (int i = hi; i > lo; --i)
-            if (key(group[i]) == key(group[i - 1]))
+            if (keys.at(i, 0) == keys.at(i - 1, 0))
                 group[i] = ~group[i];
         for (int i = lo; i <= hi;) {
             int end = i;
@@ -430,6 +415,17 @@ struct Doubling {
                 group[i] = -1;
             i = end + 1;
         }
+    }
+
+    // The keys of a group that fits the key area are read all at once, in a loop whose loads do
+    // not wait for one another.
+    void split(int lo, int hi) const
+    {
+        if (hi - lo >= kMergeEntries)
+            return split_by(DirectKeys{this}, lo, hi);
+        for (int i = lo; i <= hi; ++i)
+            keyArea[i - lo] = key(group[i]);
+        split_by(GatheredKeys{group, keyArea, lo}, lo, hi);
     }
 
     // One pass over the unsorted groups with the key at distance h; sorted runs are joined.
@@ -572,7 +568,7 @@ void sort_star_rotations(const Scratch& s, int len, int stars)
         sort_star_buckets(s, ss);
     Zeb32s* rank = sa + stars; // overwrites pos[] when more than a third of the rotations are B*
     rank_substrings(sa, rank, stars);
-    Doubling{sa, rank, stars, 1}.run();
+    Doubling{sa, rank, s.merge, stars, 1}.run();
     if (3 * stars <= len) {
         for (int k = 0; k < stars; ++k)
             sa[rank[k]] = pos[k];
