@@ -30,7 +30,7 @@ enum {
     kFixedBytes = 4 * kAlphabet * 4 + 3 * kStackRanges * 4 + kMergeEntries * 4, // 70112
     kInsertionRange = 12,
     kPairs = kAlphabet * kAlphabet,
-    kGatheredKeys = (kMergeEntries - kAlphabet) * 4, // the merge area after 256 words
+    kGatheredKeys = (kMergeEntries - kAlphabet) * 4, // merge area bytes past the flag sort's ends
 };
 
 struct Range {
@@ -347,7 +347,7 @@ struct Doubling {
     }
 
     // Keys of a group too large for the key area, read as the sort reaches them.
-    struct DirectKeys {
+    struct DirectRanks {
         const Doubling* d;
 
         int at(int i, int) const { return d->key(d->group[i]); }
@@ -355,7 +355,7 @@ struct Doubling {
     };
 
     // Keys of a group read all at once into the key area and moved along with the entries.
-    struct GatheredKeys {
+    struct GatheredRanks {
         Zeb32s* group;
         Zeb32s* key; // key[i - base] for entry i
         int base;
@@ -422,10 +422,10 @@ struct Doubling {
     void split(int lo, int hi) const
     {
         if (hi - lo >= kMergeEntries)
-            return split_by(DirectKeys{this}, lo, hi);
+            return split_by(DirectRanks{this}, lo, hi);
         for (int i = lo; i <= hi; ++i)
             keyArea[i - lo] = key(group[i]);
-        split_by(GatheredKeys{group, keyArea, lo}, lo, hi);
+        split_by(GatheredRanks{group, keyArea, lo}, lo, hi);
     }
 
     // One pass over the unsorted groups with the key at distance h; sorted runs are joined.
@@ -490,7 +490,8 @@ void rank_substrings(Zeb32s* sa, Zeb32s* rank, int stars)
 
 // Sorts the entries sa[lo, hi) of one first byte by their second byte, which every B* substring
 // has (it is at least three bytes long), in place (American flag sort); then each run of equal
-// second bytes by radix quicksort from depth 2. starts and ends take 256 words each.
+// second bytes by radix quicksort from depth 2. starts and ends take 256 words each; the key
+// area follows ends.
 void sort_star_bucket(Zeb32s* sa, Range* stack, const StarSubstrings& ss, int lo, int hi,
                       Zeb32s* starts, Zeb32s* ends)
 {
@@ -517,9 +518,9 @@ void sort_star_bucket(Zeb32s* sa, Range* stack, const StarSubstrings& ss, int lo
 }
 
 // Sorts the B* entries sa[0, stars) by their first two bytes with one counter per pair, pairs[],
-// reading the starts in text order; then each pair's run by radix quicksort from depth 2.
-void sort_star_pairs(Zeb32s* sa, Zeb32s* pairs, Range* stack, Zeb8u* keys,
-                     const StarSubstrings& ss)
+// reading the starts in text order; then each pair's run by radix quicksort from depth 2, with
+// the key area keys.
+void sort_star_pairs(Zeb32s* sa, Zeb32s* pairs, Range* stack, Zeb8u* keys, const StarSubstrings& ss)
 {
     auto pair = [&](int k) {
         const Zeb8u* at = ss.t + ss.pos[k];
