@@ -180,13 +180,22 @@ Range set_apart_ended(Zeb32s* sa, const StarSubstrings ss, Range r)
     return Range{front, r.hi, r.depth};
 }
 
-// The depth up to which all substrings of r are equal, at most the length of the shortest.
+// The depth up to which all substrings of r are equal, at most the length of the shortest. All
+// are compared with the first 8 bytes at a time, in step, so that the work is bounded by the
+// depth gained.
 int shared_depth(const Zeb32s* sa, const StarSubstrings ss, Range r)
 {
-    int first = sa[r.lo], depth = ss.length(first);
-    for (int i = r.lo + 1; i <= r.hi && depth > r.depth; ++i)
-        depth = ss.mismatch(first, sa[i], r.depth, std::min(depth, ss.length(sa[i])));
-    return depth;
+    int first = sa[r.lo], limit = ss.length(first);
+    for (int i = r.lo + 1; i <= r.hi; ++i)
+        limit = std::min(limit, ss.length(sa[i]));
+    for (int depth = r.depth; depth < limit; depth += 8) {
+        int until = std::min(depth + 8, limit), reached = until;
+        for (int i = r.lo + 1; i <= r.hi; ++i)
+            reached = std::min(reached, ss.mismatch(first, sa[i], depth, until));
+        if (reached < until)
+            return reached;
+    }
+    return limit;
 }
 
 void insertion_sort(Zeb32s* sa, const StarSubstrings ss, Range r)
@@ -246,6 +255,15 @@ struct GatheredKeys {
     }
 };
 
+// Whether all keys of r are equal: all are read, none waits for a comparison.
+template <class Keys> bool all_equal(const Keys keys, Range r)
+{
+    bool same = true;
+    for (int i = r.lo + 1; i <= r.hi; ++i)
+        same &= keys.at(i, r.depth) == keys.at(r.lo, r.depth);
+    return same;
+}
+
 // Moves the entries of [lo, hi] whose key satisfies holds() to the front, without a branch on
 // the key; returns the end of those.
 template <class Keys, class Holds>
@@ -271,19 +289,17 @@ template <class Keys> Range partition(const Keys keys, Range r)
     return Range{less, equal - 1, r.depth + 1};
 }
 
-// Readies a range to be partitioned at a new depth: bytes that all its substrings share are
-// skipped, those that end there set apart, and the keys gathered.
+// Readies a range to be partitioned at a new depth: its keys are gathered, and while they are
+// all equal, the bytes that all its substrings share are skipped and those that end there set
+// apart. Each such skip costs no more than partitioning byte by byte would have.
 template <class Keys> Range enter_depth(const Keys keys, const StarSubstrings ss, Range r)
 {
-    for (;;) {
-        if (r.hi - r.lo < kInsertionRange)
-            return r;
-        int depth = shared_depth(keys.sa, ss, r);
-        if (depth == r.depth)
+    while (r.hi - r.lo >= kInsertionRange) {
+        keys.gather(r);
+        if (!all_equal(keys, r))
             break;
-        r = set_apart_ended(keys.sa, ss, Range{r.lo, r.hi, depth});
+        r = set_apart_ended(keys.sa, ss, Range{r.lo, r.hi, shared_depth(keys.sa, ss, r)});
     }
-    keys.gather(r);
     return r;
 }
 
@@ -393,10 +409,7 @@ struct Doubling {
     // its ranks as they are.
     template <class Keys> void split_by(const Keys keys, int lo, int hi) const
     {
-        bool same = true;
-        for (int i = lo + 1; i <= hi; ++i)
-            same &= keys.at(i, 0) == keys.at(lo, 0);
-        if (same)
+        if (all_equal(keys, Range{lo, hi, 0}))
             return;
         sort_by_key(keys, lo, hi);
         for (int i = hi; i > lo; --i)
