@@ -198,18 +198,21 @@ int shared_depth(const Zeb32s* sa, const StarSubstrings ss, Range r)
     return limit;
 }
 
+// Meanwhile an entry equal to the one before it is kept complemented: later insertions never
+// come between equal entries, nor put an equal one before an entry that was not.
 void insertion_sort(Zeb32s* sa, const StarSubstrings ss, Range r)
 {
+    auto plain = [](Zeb32s v) { return v < 0 ? ~v : v; };
     for (int i = r.lo + 1; i <= r.hi; ++i) {
         Zeb32s v = sa[i];
-        int j = i;
-        for (; j > r.lo && ss.compare(sa[j - 1], v, r.depth) > 0; --j)
+        int j = i, order = 1;
+        for (; j > r.lo && (order = ss.compare(plain(sa[j - 1]), v, r.depth)) > 0; --j)
             sa[j] = sa[j - 1];
-        sa[j] = v;
+        sa[j] = order == 0 ? ~v : v;
     }
     for (int i = r.lo; i < r.hi; ++i)
-        if (ss.compare(sa[i], sa[i + 1], r.depth) == 0)
-            sa[i] = ~sa[i];
+        sa[i] = sa[i + 1] < 0 ? ~plain(sa[i]) : plain(sa[i]);
+    sa[r.hi] = plain(sa[r.hi]);
 }
 
 int median_of_three(int a, int b, int c)
