@@ -1,5 +1,5 @@
 // Burrows-Wheeler transforms beside divsufsort: the general forward transform on 900000-byte
-// blocks of the corpus and on four adversarial blocks, the small-block transform on 32 KiB
+// blocks of the corpus and on five adversarial blocks, the small-block transform on 32 KiB
 // blocks, and the inverse.
 #include "bench_support.h"
 
@@ -23,6 +23,23 @@ Bytes fibonacci_word(size_t len)
     return Bytes(b.begin(), b.begin() + (long)len);
 }
 
+// Runs 'a' z^m 'y' with m falling from the top: B* substrings whose shared prefixes end one
+// after another, the longest first.
+Bytes staircase(size_t len)
+{
+    size_t top = 1;
+    while (top * (top + 5) / 2 < len)
+        ++top;
+    Bytes s;
+    for (size_t m = top; m >= 1; --m) {
+        s.push_back('a');
+        s.insert(s.end(), m, 'z');
+        s.push_back('y');
+    }
+    s.resize(len);
+    return s;
+}
+
 std::vector<std::pair<std::string, Bytes>> forward_cases()
 {
     std::vector<std::pair<std::string, Bytes>> cases;
@@ -41,6 +58,7 @@ std::vector<std::pair<std::string, Bytes>> forward_cases()
     Bytes halves = half;
     halves.insert(halves.end(), half.begin(), half.end());
     cases.emplace_back("equal_halves", halves);
+    cases.emplace_back("staircase", staircase(kBlock));
     return cases;
 }
 

@@ -29,6 +29,8 @@ enum {
     kMergeEntries = 16384,
     kFixedBytes = 4 * kAlphabet * 4 + 3 * kStackRanges * 4 + kMergeEntries * 4, // 70112
     kInsertionRange = 12,
+    kPairs = kAlphabet * kAlphabet,
+    kGatheredKeys = (kMergeEntries - kAlphabet) * 4, // merge area bytes past the flag sort's ends
 };
 
 struct Range {
@@ -109,8 +111,11 @@ template <class Visit> void for_each_star_backward(const Zeb8u* t, int len, Visi
 
 // ---------------------------------------------------------------------------------------------
 // Step 1: radix quicksort of the B* substrings. Entries are indices k into the B* starts pos[];
-// substring k runs from pos[k] through the byte after the next start; past its end the key is
-// -1, so a substring that is a prefix of another sorts first, as the suffixes behind them do.
+// substring k runs from pos[k] through the byte after the next start. Keys are read without
+// looking for the end: the bytes past it are block bytes all the same (doubled copy). Instead,
+// a range whose entries share their first depth bytes first sets apart those that end there
+// (equal, and before the longer ones: a substring that is a prefix of another sorts first, as
+// the suffixes behind them do).
 
 struct StarSubstrings {
     const Zeb8u* t;
@@ -118,22 +123,38 @@ struct StarSubstrings {
     int stars, len;
 
     int end(int k) const { return (k + 1 < stars ? pos[k + 1] : pos[0] + len) + 2; }
-    int key(int k, int depth) const
+    int length(int k) const { return end(k) - pos[k]; }
+    int key(int k, int depth) const { return t[pos[k] + depth]; }
+    // A substring ends after a B* byte and the greater byte behind it; the first depth bytes,
+    // shared by a range, tell whether any substring of the range can end at depth.
+    bool may_end(int k, int depth) const
     {
-        int at = pos[k] + depth;
-        return at < end(k) ? t[at] : -1;
+        const Zeb8u* at = t + pos[k] + depth;
+        return at[-2] < at[-1];
+    }
+    // The first depth from depth on, below limit, at which substrings a and b differ; limit
+    // when none.
+    int mismatch(int a, int b, int depth, int limit) const
+    {
+        const Zeb8u* x = t + pos[a];
+        const Zeb8u* y = t + pos[b];
+        for (; depth + 8 <= limit; depth += 8) {
+            uint64_t diff = zeb_load64(x + depth) ^ zeb_load64(y + depth);
+            if (diff != 0)
+                return depth + __builtin_ctzll(diff) / 8;
+        }
+        while (depth < limit && x[depth] == y[depth])
+            ++depth;
+        return depth;
     }
     // <0, 0 or >0 as substring a sorts before, equal to or after substring b (first depth bytes
     // known equal).
     int compare(int a, int b, int depth) const
     {
-        for (;; ++depth) {
-            int x = key(a, depth), y = key(b, depth);
-            if (x != y)
-                return x - y;
-            if (x < 0)
-                return 0;
-        }
+        int lengthA = length(a), lengthB = length(b);
+        int shared = std::min(lengthA, lengthB);
+        int at = mismatch(a, b, depth, shared);
+        return at < shared ? t[pos[a] + at] - t[pos[b] + at] : lengthA - lengthB;
     }
 };
 
@@ -145,72 +166,165 @@ void mark_equal_group(Zeb32s* sa, int lo, int hi)
         sa[i] = ~sa[i];
 }
 
-void insertion_sort(Zeb32s* sa, const StarSubstrings& ss, Range r)
+// Moves the substrings of r that end at r.depth to its front as a group of equal ones; returns
+// the rest.
+Range set_apart_ended(Zeb32s* sa, const StarSubstrings ss, Range r)
 {
-    for (int i = r.lo + 1; i <= r.hi; ++i) {
-        Zeb32s v = sa[i];
-        int j = i;
-        for (; j > r.lo && ss.compare(sa[j - 1], v, r.depth) > 0; --j)
-            sa[j] = sa[j - 1];
-        sa[j] = v;
-    }
-    for (int i = r.lo; i < r.hi; ++i)
-        if (ss.compare(sa[i], sa[i + 1], r.depth) == 0)
-            sa[i] = ~sa[i];
+    if (r.hi <= r.lo || !ss.may_end(sa[r.lo], r.depth))
+        return r;
+    int front = r.lo;
+    for (int i = r.lo; i <= r.hi; ++i)
+        if (ss.length(sa[i]) == r.depth)
+            std::swap(sa[front++], sa[i]);
+    mark_equal_group(sa, r.lo, front - 1);
+    return Range{front, r.hi, r.depth};
 }
 
-int median_key(const Zeb32s* sa, const StarSubstrings& ss, Range r)
+// The depth up to which all substrings of r are equal, at most the length of the shortest. All
+// are compared with the first 8 bytes at a time, in step, so that the work is bounded by the
+// depth gained.
+int shared_depth(const Zeb32s* sa, const StarSubstrings ss, Range r)
 {
-    int a = ss.key(sa[r.lo], r.depth);
-    int b = ss.key(sa[(r.lo + r.hi) >> 1], r.depth);
-    int c = ss.key(sa[r.hi], r.depth);
+    int first = sa[r.lo], limit = ss.length(first);
+    for (int i = r.lo + 1; i <= r.hi; ++i)
+        limit = std::min(limit, ss.length(sa[i]));
+    for (int depth = r.depth; depth < limit; depth += 8) {
+        int until = std::min(depth + 8, limit), reached = until;
+        for (int i = r.lo + 1; i <= r.hi; ++i)
+            reached = std::min(reached, ss.mismatch(first, sa[i], depth, until));
+        if (reached < until)
+            return reached;
+    }
+    return limit;
+}
+
+// Meanwhile an entry equal to the one before it is kept complemented: later insertions never
+// come between equal entries, nor put an equal one before an entry that was not.
+void insertion_sort(Zeb32s* sa, const StarSubstrings ss, Range r)
+{
+    auto plain = [](Zeb32s v) { return v < 0 ? ~v : v; };
+    for (int i = r.lo + 1; i <= r.hi; ++i) {
+        Zeb32s v = sa[i];
+        int j = i, order = 1;
+        for (; j > r.lo && (order = ss.compare(plain(sa[j - 1]), v, r.depth)) > 0; --j)
+            sa[j] = sa[j - 1];
+        sa[j] = order == 0 ? ~v : v;
+    }
+    for (int i = r.lo; i < r.hi; ++i)
+        sa[i] = sa[i + 1] < 0 ? ~plain(sa[i]) : plain(sa[i]);
+    sa[r.hi] = plain(sa[r.hi]);
+}
+
+int median_of_three(int a, int b, int c)
+{
     if (a > b)
         std::swap(a, b);
     return c < a ? a : (c > b ? b : c);
 }
 
-// Bentley-McIlroy three-way partition by the key at r.depth; returns the equal part.
-Range partition(Zeb32s* sa, const StarSubstrings& ss, Range r)
-{
-    int pivot = median_key(sa, ss, r);
-    int a = r.lo, b = r.lo, c = r.hi, e = r.hi;
-    for (;;) {
-        int k;
-        for (; b <= c && (k = ss.key(sa[b], r.depth)) <= pivot; ++b)
-            if (k == pivot)
-                std::swap(sa[a++], sa[b]);
-        for (; b <= c && (k = ss.key(sa[c], r.depth)) >= pivot; --c)
-            if (k == pivot)
-                std::swap(sa[c], sa[e--]);
-        if (b > c)
-            break;
-        std::swap(sa[b++], sa[c--]);
+// Keys of a large range, read one by one as the partition reaches them.
+struct DirectKeys {
+    Zeb32s* sa;
+    StarSubstrings ss;
+
+    void gather(Range) const {}
+    int at(int i, int depth) const { return ss.key(sa[i], depth); }
+    void swap(int i, int j) const { std::swap(sa[i], sa[j]); }
+};
+
+// Keys of the ranges of one bucket that fits the key area: read for a whole range at each new
+// depth, in a loop whose loads do not wait for one another, and moved along with the entries,
+// so that the parts of a partition keep theirs.
+struct GatheredKeys {
+    Zeb32s* sa;
+    StarSubstrings ss;
+    Zeb8u* key; // key[i - base] for entry i
+    int base;
+
+    void gather(Range r) const
+    {
+        const Zeb32s* entry = sa; // locals: the byte stores below could alias the members
+        const Zeb32s* start = ss.pos;
+        const Zeb8u* at = ss.t + r.depth;
+        Zeb8u* out = key;
+        for (int i = r.lo, first = base; i <= r.hi; ++i)
+            out[i - first] = at[start[entry[i]]];
     }
-    int n = std::min(a - r.lo, b - a);
-    std::swap_ranges(sa + r.lo, sa + r.lo + n, sa + b - n);
-    int m = std::min(e - c, r.hi - e);
-    std::swap_ranges(sa + b, sa + b + m, sa + r.hi + 1 - m);
-    Range eq{r.lo + (b - a), r.hi - (e - c), pivot < 0 ? -1 : r.depth + 1};
-    return eq;
+    int at(int i, int) const { return key[i - base]; }
+    void swap(int i, int j) const
+    {
+        std::swap(sa[i], sa[j]);
+        std::swap(key[i - base], key[j - base]);
+    }
+};
+
+// Whether all keys of r are equal: all are read, none waits for a comparison.
+template <class Keys> bool all_equal(const Keys keys, Range r)
+{
+    bool same = true;
+    for (int i = r.lo + 1; i <= r.hi; ++i)
+        same &= keys.at(i, r.depth) == keys.at(r.lo, r.depth);
+    return same;
 }
 
-void sort_star_substrings(Zeb32s* sa, Range* stack, const StarSubstrings& ss, Range whole)
+// Moves the entries of [lo, hi] whose key satisfies holds() to the front, without a branch on
+// the key; returns the end of those.
+template <class Keys, class Holds>
+int move_to_front(const Keys keys, int lo, int hi, int depth, Holds holds)
+{
+    int front = lo;
+    for (int i = lo; i <= hi; ++i) {
+        int k = keys.at(i, depth);
+        keys.swap(i, front);
+        front += holds(k);
+    }
+    return front;
+}
+
+// Three-way partition by the key at r.depth (the median of three as pivot): the keys below it,
+// then equal to it, then above it; returns the equal part, whose entries share one more byte.
+template <class Keys> Range partition(const Keys keys, Range r)
+{
+    int pivot = median_of_three(keys.at(r.lo, r.depth), keys.at((r.lo + r.hi) >> 1, r.depth),
+                                keys.at(r.hi, r.depth));
+    int less = move_to_front(keys, r.lo, r.hi, r.depth, [=](int k) { return k < pivot; });
+    int equal = move_to_front(keys, less, r.hi, r.depth, [=](int k) { return k == pivot; });
+    return Range{less, equal - 1, r.depth + 1};
+}
+
+// Readies a range to be partitioned at a new depth: its keys are gathered, and while they are
+// all equal, the bytes that all its substrings share are skipped and those that end there set
+// apart. Each such skip costs no more than partitioning byte by byte would have.
+template <class Keys> Range enter_depth(const Keys keys, const StarSubstrings ss, Range r)
+{
+    while (r.hi - r.lo >= kInsertionRange) {
+        keys.gather(r);
+        if (!all_equal(keys, r))
+            break;
+        r = set_apart_ended(keys.sa, ss, Range{r.lo, r.hi, shared_depth(keys.sa, ss, r)});
+    }
+    return r;
+}
+
+// Sorts a range whose entries share their first whole.depth bytes and none of which ends there.
+// The parts of a partition at one depth keep their gathered keys; the equal part enters the
+// next depth.
+template <class Keys>
+void sort_star_substrings(Range* stack, const Keys keys, const StarSubstrings ss, Range whole)
 {
     int top = 0;
-    stack[top++] = whole;
+    stack[top++] = enter_depth(keys, ss, whole);
     while (top > 0) {
         Range r = stack[--top];
         for (;;) {
             if (r.hi - r.lo < kInsertionRange || top + 2 > kStackRanges) {
-                insertion_sort(sa, ss, r);
+                insertion_sort(keys.sa, ss, r);
                 break;
             }
-            Range eq = partition(sa, ss, r);
-            Range parts[3] = {{r.lo, eq.lo - 1, r.depth}, eq, {eq.hi + 1, r.hi, r.depth}};
-            if (eq.depth < 0) { // every substring ended: all equal
-                mark_equal_group(sa, eq.lo, eq.hi);
-                parts[1].hi = parts[1].lo - 1;
-            }
+            Range eq = partition(keys, r);
+            Range parts[3] = {{r.lo, eq.lo - 1, r.depth},
+                              enter_depth(keys, ss, set_apart_ended(keys.sa, ss, eq)),
+                              {eq.hi + 1, r.hi, r.depth}};
             // Go on with the smallest part with two entries or more and stack the others, so
             // that the stack holds at most two ranges per third of the size.
             std::sort(parts, parts + 3,
@@ -225,6 +339,15 @@ void sort_star_substrings(Zeb32s* sa, Range* stack, const StarSubstrings& ss, Ra
     }
 }
 
+// Sorts the range of one bucket from depth 2, through the key area when it fits there.
+void sort_star_range(Zeb32s* sa, Range* stack, Zeb8u* keyArea, const StarSubstrings& ss, Range r)
+{
+    if (r.hi - r.lo < kGatheredKeys)
+        sort_star_substrings(stack, GatheredKeys{sa, ss, keyArea, r.lo}, ss, r);
+    else
+        sort_star_substrings(stack, DirectKeys{sa, ss}, ss, r);
+}
+
 // ---------------------------------------------------------------------------------------------
 // Step 2: prefix doubling (Larsson-Sadakane) on the cyclic sequence of substring ranks. group[]
 // holds the entries in sorted order (a negative run length stands for sorted singletons), rank[]
@@ -233,6 +356,7 @@ void sort_star_substrings(Zeb32s* sa, Range* stack, const StarSubstrings& ss, Ra
 struct Doubling {
     Zeb32s* group;
     Zeb32s* rank;
+    Zeb32s* keyArea; // kMergeEntries keys
     int n, h;
 
     int key(Zeb32s k) const
@@ -241,76 +365,58 @@ struct Doubling {
         return rank[at >= n ? at - n : at];
     }
 
-    void insertion_sort(int lo, int hi) const
-    {
-        for (int i = lo + 1; i <= hi; ++i) {
-            Zeb32s v = group[i];
-            int kv = key(v), j = i;
-            for (; j > lo && key(group[j - 1]) > kv; --j)
-                group[j] = group[j - 1];
-            group[j] = v;
+    // Keys of a group too large for the key area, read as the sort reaches them.
+    struct DirectRanks {
+        const Doubling* d;
+
+        int at(int i, int) const { return d->key(d->group[i]); }
+        void swap(int i, int j) const { std::swap(d->group[i], d->group[j]); }
+    };
+
+    // Keys of a group read all at once into the key area and moved along with the entries.
+    struct GatheredRanks {
+        Zeb32s* group;
+        Zeb32s* key; // key[i - base] for entry i
+        int base;
+
+        int at(int i, int) const { return key[i - base]; }
+        void swap(int i, int j) const
+        {
+            std::swap(group[i], group[j]);
+            std::swap(key[i - base], key[j - base]);
         }
-    }
+    };
 
     // Sorts group[lo..hi] by key. No rank changes meanwhile, so every key stays what it was
     // when the pass reached the group (ranks changed while splitting would mix refined and
     // stale group numbers).
-    void sort_by_key(int lo, int hi) const
+    template <class Keys> void sort_by_key(const Keys keys, int lo, int hi) const
     {
         while (hi - lo >= kInsertionRange) {
-            int a0 = key(group[lo]), b0 = key(group[(lo + hi) >> 1]), c0 = key(group[hi]);
-            if (a0 > b0)
-                std::swap(a0, b0);
-            int v = c0 < a0 ? a0 : (c0 > b0 ? b0 : c0);
-            int a = lo, b = lo, c = hi, e = hi;
-            for (;;) {
-                int k;
-                for (; b <= c && (k = key(group[b])) <= v; ++b)
-                    if (k == v)
-                        std::swap(group[a++], group[b]);
-                for (; b <= c && (k = key(group[c])) >= v; --c)
-                    if (k == v)
-                        std::swap(group[c], group[e--]);
-                if (b > c)
-                    break;
-                std::swap(group[b++], group[c--]);
-            }
-            int s = std::min(a - lo, b - a);
-            std::swap_ranges(group + lo, group + lo + s, group + b - s);
-            s = std::min(e - c, hi - e);
-            std::swap_ranges(group + b, group + b + s, group + hi + 1 - s);
-            int less = b - a, more = e - c;
-            if (less < more) { // the smaller side by recursion, the larger by iteration
-                sort_by_key(lo, lo + less - 1);
-                lo = hi - more + 1;
+            Range eq = partition(keys, Range{lo, hi, 0});
+            if (eq.lo - lo < hi - eq.hi) { // the smaller side by recursion, the larger by iteration
+                sort_by_key(keys, lo, eq.lo - 1);
+                lo = eq.hi + 1;
             } else {
-                sort_by_key(hi - more + 1, hi);
-                hi = lo + less - 1;
+                sort_by_key(keys, eq.hi + 1, hi);
+                hi = eq.lo - 1;
             }
         }
-        insertion_sort(lo, hi);
-    }
-
-    // Whether every entry of the group [lo, hi] has the same key: all are read, none waits
-    // for a comparison.
-    bool same_key(int lo, int hi) const
-    {
-        int first = key(group[lo]);
-        bool same = true;
         for (int i = lo + 1; i <= hi; ++i)
-            same &= key(group[i]) == first;
-        return same;
+            for (int j = i; j > lo && keys.at(j - 1, 0) > keys.at(j, 0); --j)
+                keys.swap(j - 1, j);
     }
 
-    // Splits the sorted group [lo, hi] into runs of equal keys, found before any rank changes,
-    // then numbers the runs; a run of one is sorted.
-    void split(int lo, int hi) const
+    // Splits the group [lo, hi] into runs of equal keys, found before any rank changes, then
+    // numbers the runs; a run of one is sorted. A group whose keys are all equal stays whole,
+    // its ranks as they are.
+    template <class Keys> void split_by(const Keys keys, int lo, int hi) const
     {
-        if (same_key(lo, hi)) // the group stays whole, its ranks as they are
+        if (all_equal(keys, Range{lo, hi, 0}))
             return;
-        sort_by_key(lo, hi);
+        sort_by_key(keys, lo, hi);
         for (int i = hi; i > lo; --i)
-            if (key(group[i]) == key(group[i - 1]))
+            if (keys.at(i, 0) == keys.at(i - 1, 0))
                 group[i] = ~group[i];
         for (int i = lo; i <= hi;) {
             int end = i;
@@ -325,6 +431,17 @@ struct Doubling {
                 group[i] = -1;
             i = end + 1;
         }
+    }
+
+    // The keys of a group that fits the key area are read all at once, in a loop whose loads do
+    // not wait for one another.
+    void split(int lo, int hi) const
+    {
+        if (hi - lo >= kMergeEntries)
+            return split_by(DirectRanks{this}, lo, hi);
+        for (int i = lo; i <= hi; ++i)
+            keyArea[i - lo] = key(group[i]);
+        split_by(GatheredRanks{group, keyArea, lo}, lo, hi);
     }
 
     // One pass over the unsorted groups with the key at distance h; sorted runs are joined.
@@ -389,7 +506,8 @@ void rank_substrings(Zeb32s* sa, Zeb32s* rank, int stars)
 
 // Sorts the entries sa[lo, hi) of one first byte by their second byte, which every B* substring
 // has (it is at least three bytes long), in place (American flag sort); then each run of equal
-// second bytes by radix quicksort from depth 2. starts and ends take 256 words each.
+// second bytes by radix quicksort from depth 2. starts and ends take 256 words each; the key
+// area follows ends.
 void sort_star_bucket(Zeb32s* sa, Range* stack, const StarSubstrings& ss, int lo, int hi,
                       Zeb32s* starts, Zeb32s* ends)
 {
@@ -411,7 +529,48 @@ void sort_star_bucket(Zeb32s* sa, Range* stack, const StarSubstrings& ss, int lo
         }
     for (int c = 0, from = lo; c < kAlphabet; from = ends[c++])
         if (ends[c] - from >= 2)
-            sort_star_substrings(sa, stack, ss, Range{from, ends[c] - 1, 2});
+            sort_star_range(sa, stack, (Zeb8u*)(void*)(ends + kAlphabet), ss,
+                            Range{from, ends[c] - 1, 2});
+}
+
+// Sorts the B* entries sa[0, stars) by their first two bytes with one counter per pair, pairs[],
+// reading the starts in text order; then each pair's run by radix quicksort from depth 2, with
+// the key area keys.
+void sort_star_pairs(Zeb32s* sa, Zeb32s* pairs, Range* stack, Zeb8u* keys, const StarSubstrings& ss)
+{
+    auto pair = [&](int k) {
+        const Zeb8u* at = ss.t + ss.pos[k];
+        return at[0] << 8 | at[1];
+    };
+    memset(pairs, 0, kPairs * sizeof(Zeb32s));
+    for (int k = 0; k < ss.stars; ++k)
+        ++pairs[pair(k)];
+    for (int p = 0, sum = 0; p < kPairs; ++p) {
+        sum += pairs[p];
+        pairs[p] = sum;
+    }
+    for (int k = ss.stars - 1; k >= 0; --k)
+        sa[--pairs[pair(k)]] = k;
+    for (int p = 0; p < kPairs; ++p) {
+        int end = p + 1 < kPairs ? pairs[p + 1] : ss.stars;
+        if (end - pairs[p] >= 2)
+            sort_star_range(sa, stack, keys, ss, Range{pairs[p], end - 1, 2});
+    }
+}
+
+// Entries by first byte, then each byte's range by its second byte and radix quicksort.
+void sort_star_buckets(const Scratch& s, const StarSubstrings& ss)
+{
+    int sum = 0;
+    for (int c = 0; c < kAlphabet; ++c) {
+        s.next[c] = sum;
+        sum += s.countBStar[c];
+    }
+    for (int k = 0; k < ss.stars; ++k)
+        s.sa[s.next[s.text[ss.pos[k]]]++] = k;
+    for (int c = 0, lo = 0; c < kAlphabet; lo += s.countBStar[c++])
+        if (s.countBStar[c] >= 2)
+            sort_star_bucket(s.sa, s.stack, ss, lo, lo + s.countBStar[c], s.next, s.merge);
 }
 
 // Sorts the B* rotations: afterwards sa[0..stars) holds their starts in rotation order.
@@ -419,21 +578,14 @@ void sort_star_rotations(const Scratch& s, int len, int stars)
 {
     Zeb32s* sa = s.sa;
     const Zeb32s* pos = s.sa + len - stars;
-    // Entries by first byte, then each byte's range by radix quicksort from depth 1.
-    int sum = 0;
-    for (int c = 0; c < kAlphabet; ++c) {
-        s.next[c] = sum;
-        sum += s.countBStar[c];
-    }
-    for (int k = 0; k < stars; ++k)
-        sa[s.next[s.text[pos[k]]]++] = k;
     StarSubstrings ss{s.text, pos, stars, len};
-    for (int c = 0, lo = 0; c < kAlphabet; lo += s.countBStar[c++])
-        if (s.countBStar[c] >= 2)
-            sort_star_bucket(sa, s.stack, ss, lo, lo + s.countBStar[c], s.next, s.merge);
+    if (len - 2 * stars >= kPairs) // the pair counters fit between the entries and pos[]
+        sort_star_pairs(sa, sa + stars, s.stack, (Zeb8u*)(void*)(s.merge + kAlphabet), ss);
+    else
+        sort_star_buckets(s, ss);
     Zeb32s* rank = sa + stars; // overwrites pos[] when more than a third of the rotations are B*
     rank_substrings(sa, rank, stars);
-    Doubling{sa, rank, stars, 1}.run();
+    Doubling{sa, rank, s.merge, stars, 1}.run();
     if (3 * stars <= len) {
         for (int k = 0; k < stars; ++k)
             sa[rank[k]] = pos[k];
