@@ -9,8 +9,9 @@
 // Types, cyclically: rotation i is A when s[i] > s[i + 1], or s[i] == s[i + 1] and i + 1 is A;
 // B otherwise; B* when it is B and i + 1 is A. Only the B* rotations are sorted by comparison:
 //  1. the B* substrings (from a B* start through the byte after the next B* start) by their
-//     first two bytes, then a three-way radix quicksort, which costs at most their total
-//     length, about 2 * len;
+//     first two bytes (one counter per pair, kept in the rotation array between the entries and
+//     the starts when there is room), then a three-way radix quicksort whose keys are gathered
+//     into the merge area once per depth, which costs at most their total length, about 2 * len;
 //  2. equal substrings by prefix doubling on the ranks of the cyclic sequence of substrings
 //     (Larsson-Sadakane), O(m log m) for m substrings whatever the block; a group whose keys
 //     are all equal is left as it is;
