@@ -137,16 +137,7 @@ struct StarSubstrings {
     // when none.
     int mismatch(int a, int b, int depth, int limit) const
     {
-        const Zeb8u* x = t + pos[a];
-        const Zeb8u* y = t + pos[b];
-        for (; depth + 8 <= limit; depth += 8) {
-            uint64_t diff = zeb_load64(x + depth) ^ zeb_load64(y + depth);
-            if (diff != 0)
-                return depth + __builtin_ctzll(diff) / 8;
-        }
-        while (depth < limit && x[depth] == y[depth])
-            ++depth;
-        return depth;
+        return depth + zeb_common_prefix(t + pos[a] + depth, t + pos[b] + depth, limit - depth);
     }
     // <0, 0 or >0 as substring a sorts before, equal to or after substring b (first depth bytes
     // known equal).

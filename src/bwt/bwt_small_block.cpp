@@ -14,29 +14,12 @@ struct Range {
     int lo, hi, depth;
 };
 
-// Offset of the first byte at which x and y differ, or n when their first n bytes agree. Eight
-// bytes at a time: the lowest set byte of the XOR of two little-endian words is the first that
-// differs.
-inline int mismatch(const Zeb8u* x, const Zeb8u* y, int n)
-{
-    int k = 0;
-    for (; k + 8 <= n; k += 8) {
-        uint64_t diff = zeb_load64(x + k) ^ zeb_load64(y + k);
-        if (diff != 0)
-            return k + (__builtin_ctzll(diff) >> 3);
-    }
-    for (; k < n; ++k)
-        if (x[k] != y[k])
-            return k;
-    return n;
-}
-
 // Rotations a and b compared from offset depth to offset len - 1 (the first depth bytes agree).
 inline bool rotation_greater(const Zeb8u* t, int a, int b, int depth, int len)
 {
     const Zeb8u* x = t + a + depth;
     const Zeb8u* y = t + b + depth;
-    int k = mismatch(x, y, len - depth);
+    int k = zeb_common_prefix(x, y, len - depth);
     return k < len - depth && x[k] > y[k];
 }
 
@@ -48,7 +31,7 @@ int split_depth(const Zeb16u* sa, const Zeb8u* t, Range r, int len)
     const Zeb8u* first = t + sa[r.lo] + r.depth;
     int common = len - r.depth;
     for (int i = r.lo + 1; i <= r.hi && common > 0; ++i)
-        common = mismatch(first, t + sa[i] + r.depth, common);
+        common = zeb_common_prefix(first, t + sa[i] + r.depth, common);
     return r.depth + common;
 }
 

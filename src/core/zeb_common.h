@@ -63,6 +63,20 @@ static inline uint64_t zeb_load64(const void* p)
     memcpy(&v, p, sizeof v);
     return v;
 }
+// Length of the common prefix of a and b, at most n bytes; eight bytes at a time, the lowest set
+// byte of the XOR of two little-endian words being the first that differs.
+static inline int zeb_common_prefix(const Zeb8u* a, const Zeb8u* b, int n)
+{
+    int k = 0;
+    for (; k + 8 <= n; k += 8) {
+        uint64_t diff = zeb_load64(a + k) ^ zeb_load64(b + k);
+        if (diff != 0)
+            return k + (int)(__builtin_ctzll(diff) >> 3);
+    }
+    while (k < n && a[k] == b[k])
+        ++k;
+    return k;
+}
 static inline void zeb_store32(void* p, uint32_t v) { memcpy(p, &v, sizeof v); }
 static inline void zeb_store64(void* p, uint64_t v) { memcpy(p, &v, sizeof v); }
 

@@ -40,16 +40,7 @@ Zeb32s emit_tail(const OwnLZ77Finder& f, Zeb32s p, Zeb32s end, OwnLZ77Sink& out)
 
 Zeb32s ownLZ77MatchLength(const Zeb8u* a, const Zeb8u* b, Zeb32s maxLen)
 {
-    Zeb32s len = 0;
-    while (len + 8 <= maxLen) {
-        uint64_t diff = zeb_load64(a + len) ^ zeb_load64(b + len);
-        if (diff != 0)
-            return len + (Zeb32s)(__builtin_ctzll(diff) >> 3);
-        len += 8;
-    }
-    while (len < maxLen && a[len] == b[len])
-        ++len;
-    return len;
+    return zeb_common_prefix(a, b, maxLen);
 }
 
 namespace {
