@@ -11,22 +11,11 @@
 #include <string>
 #include <vector>
 
+#include "fuzz_support.h"
+
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
 
 namespace {
-
-std::vector<uint8_t> read_file(const std::string& path)
-{
-    std::vector<uint8_t> data;
-    if (FILE* f = std::fopen(path.c_str(), "rb")) {
-        uint8_t buf[65536];
-        size_t got;
-        while ((got = std::fread(buf, 1, sizeof buf, f)) > 0)
-            data.insert(data.end(), buf, buf + got);
-        std::fclose(f);
-    }
-    return data;
-}
 
 std::vector<std::vector<uint8_t>> read_seeds(int argc, char** argv)
 {
@@ -35,7 +24,7 @@ std::vector<std::vector<uint8_t>> read_seeds(int argc, char** argv)
         if (DIR* dir = opendir(argv[i])) {
             while (dirent* entry = readdir(dir))
                 if (entry->d_name[0] != '.')
-                    seeds.push_back(read_file(std::string(argv[i]) + "/" + entry->d_name));
+                    seeds.push_back(zebfuzz::read_file(std::string(argv[i]) + "/" + entry->d_name));
             closedir(dir);
         }
     }

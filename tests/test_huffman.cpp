@@ -1,5 +1,5 @@
 // Byte Huffman coder: the documented small tables, code shape, round trips in pieces, the
-// packed length table, odd tables from outside, the argument checks.
+// packed length table, the argument checks.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -142,9 +142,8 @@ TEST(ByteHuffman, RoundTripsInPieces)
     std::vector<Bytes> inputs = {zebtest::random_bytes(40000), zebtest::random_bytes(40000, 5, 2)};
     for (const auto& path : zebtest::corpus_files())
         inputs.push_back(zebtest::read_file(path));
-#if defined(__i386__) || defined(__SANITIZE_ADDRESS__)
-    inputs.resize(3);
-#endif
+    if (zebtest::kScale > 1)
+        inputs.resize(3);
     for (const Bytes& data : inputs) {
         ZebHuffState* enc = nullptr;
         ASSERT_EQ(zebsEncodeHuffInitAlloc_8u(frequencies(data).data(), &enc), zebStsOk);
@@ -217,34 +216,6 @@ TEST(ByteHuffman, PackedLengthTable)
     EXPECT_EQ(zebsHuffLenCodeTablePack_8u(zeros.data(), packed.data(), &n), zebStsCodeLenTableError);
 }
 
-// Length tables from outside (over-subscribed, incomplete, long, empty) and arbitrary bits:
-// the decoders stay inside their buffers (the sanitizer legs watch), leave the destination
-// beyond the symbols they report as it was, and end. The fuzz target huffman_decode goes
-// further.
-TEST(ByteHuffman, OddTablesAndArbitraryBits)
-{
-    std::mt19937 rng(13);
-    State st;
-    Zeb8u sym;
-    for (int round = 0; round < 400; ++round) {
-        Table len(256, 0);
-        for (int i = round % 7 == 0 ? 0 : 1 + rng() % 256; i > 0; --i)
-            len[rng() % 256] = 1 + (Zeb32s)(rng() % (round % 2 ? 32 : 9));
-        ASSERT_EQ(zebsDecodeHuffInit_8u(len.data(), st.get()), zebStsOk);
-        const size_t size = round % 5 == 0 ? 4096 + rng() % 2000 : 5 + rng() % 200;
-        Bytes bits = zebtest::random_bytes(size, round % 3 ? 256 : 2, round); // 4 KiB: the table
-        Bytes out(1 + rng() % (round % 5 == 0 ? 50000 : 500), 0xA5);
-        Zeb32s room = (Zeb32s)out.size();
-        ASSERT_EQ(zebsDecodeHuff_8u(bits.data(), (Zeb32s)bits.size(), out.data(), &room, st.get()),
-                  zebStsOk);
-        ASSERT_TRUE(room <= (Zeb32s)out.size() && (round % 7 || room == 0));
-        EXPECT_EQ(std::count(out.begin() + room, out.end(), 0xA5), (long)out.size() - room)
-            << "written past the reported count";
-        ZebStatus one = zebsDecodeHuffOne_8u(bits.data(), round % 8, &sym, st.get());
-        EXPECT_TRUE(round % 7 ? one == zebStsOk || one == zebStsBadSize : one == zebStsBadSize);
-    }
-}
-
 // Calls of 4 KiB or more decode through a table and an 8-byte window, shorter ones by the code
 // search alone; both must read the same symbols from any bits, and the state the first leaves
 // must go on as the other's. Codes from skewed frequencies (lengths up to 24) over bits that
@@ -289,6 +260,15 @@ TEST(ByteHuffman, SizesAndArgumentChecks)
     EXPECT_EQ(zebsDecodeHuffInit_8u(len.data(), nullptr), zebStsNullPtr);
     State st;
     EXPECT_EQ(zebsDecodeHuffInit_8u(len.data(), st.get()), zebStsCodeLenTableError);
+    // A table without codes decodes nothing from any bits, through the table path too (other
+    // tables and arbitrary bits: fuzz/huffman_decode.cpp).
+    Table empty(256, 0);
+    ASSERT_EQ(zebsDecodeHuffInit_8u(empty.data(), st.get()), zebStsOk);
+    Bytes bits = zebtest::random_bytes(5000), out(100, 0xA5);
+    Zeb32s room = 100;
+    EXPECT_EQ(zebsDecodeHuff_8u(bits.data(), 5000, out.data(), &room, st.get()), zebStsOk);
+    EXPECT_TRUE(room == 0 && out == Bytes(100, 0xA5));
+    EXPECT_EQ(zebsDecodeHuffOne_8u(bits.data(), 3, out.data(), st.get()), zebStsBadSize);
     len[0] = 33;
     EXPECT_EQ(zebsDecodeHuffInit_8u(len.data(), st.get()), zebStsCodeLenTableError);
 

@@ -1,5 +1,5 @@
 // Generic run-length coder: the documented tokens, streams coded into destinations of every
-// small size, decoding of arbitrary bytes, the argument checks.
+// small size, the argument checks (arbitrary bytes: fuzz/rle_decode.cpp).
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -113,11 +113,7 @@ Bytes run_heavy(size_t len, uint32_t seed)
 // stream.
 TEST(RLE, RoundTripsWithEveryDestinationSize)
 {
-#if defined(__i386__) || defined(__SANITIZE_ADDRESS__)
-    const size_t kLen = 3000;
-#else
-    const size_t kLen = 20000;
-#endif
+    const size_t kLen = 20000 / zebtest::kScale;
     std::vector<Bytes> inputs = {zebtest::random_bytes(kLen), run_heavy(kLen, 1),
                                  zebtest::random_bytes(kLen, 2, 3), Bytes(kLen, 0x5A)};
     auto corpus = zebtest::corpus_files();
@@ -145,20 +141,6 @@ TEST(RLE, RoundTripsWithEveryDestinationSize)
         const Bytes unit = encode_all(data);
         for (int cap : {(int)data.size() + 1000, 300 + (int)(rng() % 3000)})
             ASSERT_TRUE(decode_unit(unit, cap) == data) << "input " << which << " room " << cap;
-    }
-}
-
-// Any bytes decode to something, inside the destination, and a destination of any size that
-// holds the longest run gives the same bytes as one with room.
-TEST(RLE, ArbitraryInputDecodesInBounds)
-{
-    std::mt19937 rng(11);
-    for (int round = 0; round < 300; ++round) {
-        Bytes junk = zebtest::random_bytes(1 + rng() % 64, 1 + rng() % 4, round);
-        if (round % 5 == 0)
-            junk.back() = 255; // a count with no room behind it
-        Bytes whole = decode_unit(junk, 64 * 257);
-        EXPECT_EQ(decode_unit(junk, 257 + (int)(rng() % 300)), whole) << round;
     }
 }
 

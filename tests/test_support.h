@@ -9,9 +9,17 @@
 #include <string>
 #include <vector>
 
+#include "../fuzz/fuzz_support.h"
 #include "zebdc.h"
 
 namespace zebtest {
+
+// qemu (i386) and the sanitizers run the same cases on data this many times smaller.
+#if defined(__i386__) || defined(__SANITIZE_ADDRESS__)
+constexpr size_t kScale = 4;
+#else
+constexpr size_t kScale = 1;
+#endif
 
 // Bytes drawn uniformly from an alphabet of the given size (1..256), from a fixed seed.
 inline std::vector<Zeb8u> random_bytes(size_t len, unsigned alphabet = 256, uint32_t seed = 1)
@@ -65,18 +73,7 @@ inline std::vector<std::string> corpus_files()
     return found;
 }
 
-inline std::vector<Zeb8u> read_file(const std::string& path)
-{
-    std::vector<Zeb8u> data;
-    if (FILE* f = std::fopen(path.c_str(), "rb")) {
-        Zeb8u buf[65536];
-        size_t got;
-        while ((got = std::fread(buf, 1, sizeof buf, f)) > 0)
-            data.insert(data.end(), buf, buf + got);
-        std::fclose(f);
-    }
-    return data;
-}
+using zebfuzz::read_file;
 
 // Replaces the allocator hooks for the lifetime of the object.
 class HookSwap {

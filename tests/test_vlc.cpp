@@ -354,29 +354,6 @@ TEST(VLC, RandomTablesRoundTripAtEveryOffset)
     }
 }
 
-// Garbage bits through tables with missing codes: every call ends in success or zebStsVLCError
-// and stays inside a buffer of count * longest code bits plus the reach.
-TEST(VLC, GarbageBitsStayInsideTheBuffer)
-{
-    std::mt19937 rng(17);
-    for (int round = 0; round < 40; ++round) {
-        Table table = random_table(rng, 2 + rng() % 300, 1 + rng() % 32);
-        table.resize(1 + table.size() * 3 / 4);
-        Decoder dec(table, random_sizes(rng), rng() % 32);
-        int maxLength = 0;
-        for (auto& e : table)
-            maxLength = std::max(maxLength, e.length);
-        int count = 1 + rng() % 400;
-        std::vector<Zeb8u> bits = zebtest::random_bytes(
-            decode_reach((size_t)(count - 1) * maxLength + 7, maxLength), 256, rng());
-        std::vector<Zeb16s> out(count);
-        Zeb8u* p = bits.data();
-        int off = 7;
-        ZebStatus status = zebsVLCDecodeBlock_1u16s(&p, &off, out.data(), count, dec.state);
-        ASSERT_TRUE(status == zebStsOk || status == zebStsVLCError);
-    }
-}
-
 TEST(VLC, TupleDecoder)
 {
     // (0, 3, 0, -1) in 2-bit elements: magnitudes 00 11 00 01, code "1", sign bits 0 then 1.
