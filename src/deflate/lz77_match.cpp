@@ -69,7 +69,7 @@ inline ChainWalk start_walk(const OwnLZ77Finder& f, Zeb32s p, Zeb32s c, Zeb32s m
     w.c = c;
     w.maxLen = maxLen;
     w.probesLeft = maxProbes;
-    w.reach = (Zeb32u)min32(kLZ77MaxDistance, p > f.lowest ? p - f.lowest : 0);
+    w.reach = ownLZ77Reach(f, p);
     w.best = best;
     w.bestPos = bestPos;
     w.tailAt = best - 3 > 0 ? best - 3 : 0;
@@ -220,12 +220,14 @@ Zeb32s ownLZ77ParseFast(const OwnLZ77Finder& f, Zeb32s end, OwnLZ77Sink& out)
 Zeb32s ownLZ77ParseAverage(const OwnLZ77Finder& f, Zeb32s end, OwnLZ77Sink& out)
 {
     Zeb32s p = f.position;
+    bool literal = false;
     while (p < end - 2) {
         if (out.made == out.room)
             return p;
         Zeb32s bestPos = 0;
-        Zeb32s best = ownLZ77FindGreedy(f, p, end, kAverageProbes, &bestPos);
-        if (best >= kLZ77MinMatch) {
+        Zeb32s best = ownLZ77FindGreedy(f, p, end, kAverageProbes, &bestPos, literal);
+        literal = best < kLZ77MinMatch;
+        if (!literal) {
             emit(out, (Zeb32u)best, (Zeb32u)(p - bestPos));
             ownLZ77InsertRange(f, p + 1, p + best);
             p += best;
@@ -247,7 +249,12 @@ inline Zeb32s search_best(const OwnLZ77Finder& f, Zeb32s p, Zeb32s c, Zeb32s end
     Zeb32s maxLen = min32(end - 3 - p, kLZ77MaxMatch);
     if (maxLen < kLZ77MinMatch || maxLen <= shorter || !ownLZ77Usable(f, p, c))
         return shorter;
-    return ownLZ77LongerMatch(f, p, c, maxLen, kBestProbes, shorter, pBestPos);
+    // Any match will do when there is none to beat: the step before was a literal, and where
+    // matches are rare most of these searches end in the pass over the chain.
+    Zeb32s probes = kBestProbes;
+    if (shorter == 2 && !ownLZ77PassOver(f, p, &c, &probes))
+        return shorter;
+    return ownLZ77LongerMatch(f, p, c, maxLen, probes, shorter, pBestPos);
 }
 
 // Whether level 2 takes a match found at p rather than look further.
