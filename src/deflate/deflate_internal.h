@@ -171,11 +171,9 @@ struct OwnLZ77Sink {
     Zeb32s made;
 };
 
-// The three parsers of the deflate encoder. Each parses the source src[0 .. end - position) of
-// the finder and returns the position reached (the bytes consumed end there).
-Zeb32s ownLZ77ParseFast(const OwnLZ77Finder& f, Zeb32s end, OwnLZ77Sink& out);
-Zeb32s ownLZ77ParseAverage(const OwnLZ77Finder& f, Zeb32s end, OwnLZ77Sink& out);
-Zeb32s ownLZ77ParseBest(const OwnLZ77Finder& f, Zeb32s end, OwnLZ77Sink& out);
+// The parser of the deflate encoder's level (0, 1 or 2): parses the source src[0 .. end -
+// position) of the finder and returns the position reached (the bytes consumed end there).
+Zeb32s ownLZ77Parse(const OwnLZ77Finder& f, Zeb32s level, Zeb32s end, OwnLZ77Sink& out);
 
 // ---------------------------------------------------------------------------------------------
 // Encoder state

@@ -182,7 +182,9 @@ void ownLZ77Rebase(Zeb32s* prev, Zeb32s* head, Zeb32s* pWindowStart, Zeb32s* pPo
     *pPosition -= shift;
 }
 
-Zeb32s ownLZ77ParseFast(const OwnLZ77Finder& f, Zeb32s end, OwnLZ77Sink& out)
+namespace {
+
+ZEB_ALWAYS_INLINE Zeb32s parse_fast(const OwnLZ77Finder& f, Zeb32s end, OwnLZ77Sink& out)
 {
     const Zeb8u* src = f.src;
     Zeb32s base = f.position, p = base;
@@ -217,7 +219,7 @@ Zeb32s ownLZ77ParseFast(const OwnLZ77Finder& f, Zeb32s end, OwnLZ77Sink& out)
     return emit_tail(f, p, end, out);
 }
 
-Zeb32s ownLZ77ParseAverage(const OwnLZ77Finder& f, Zeb32s end, OwnLZ77Sink& out)
+ZEB_ALWAYS_INLINE Zeb32s parse_average(const OwnLZ77Finder& f, Zeb32s end, OwnLZ77Sink& out)
 {
     Zeb32s p = f.position;
     bool literal = false;
@@ -238,8 +240,6 @@ Zeb32s ownLZ77ParseAverage(const OwnLZ77Finder& f, Zeb32s end, OwnLZ77Sink& out)
     }
     return emit_tail(f, p, end, out);
 }
-
-namespace {
 
 // Level 2 search at p from the candidate c for a match longer than `shorter` (2: any match):
 // `shorter` when there is none, or when c is unusable or no longer match fits before the end.
@@ -283,9 +283,7 @@ inline void search_pair(const OwnLZ77Finder& f, Zeb32s p, Zeb32s c, Zeb32s c1, Z
     *pBestPos1 = next.bestPos;
 }
 
-} // namespace
-
-Zeb32s ownLZ77ParseBest(const OwnLZ77Finder& f, Zeb32s end, OwnLZ77Sink& out)
+ZEB_ALWAYS_INLINE Zeb32s parse_best(const OwnLZ77Finder& f, Zeb32s end, OwnLZ77Sink& out)
 {
     Zeb32s p = f.position;
     bool searchHere = true;
@@ -320,4 +318,28 @@ Zeb32s ownLZ77ParseBest(const OwnLZ77Finder& f, Zeb32s end, OwnLZ77Sink& out)
         }
     }
     return emit_tail(f, p, end, out);
+}
+
+// Runs a parser on local copies of the finder and the sink, which no store to the tables can
+// touch, so that their fields stay in registers; one such function per parser.
+template <Zeb32s (*kParse)(const OwnLZ77Finder&, Zeb32s, OwnLZ77Sink&)>
+__attribute__((noinline)) Zeb32s parse_on_copies(const OwnLZ77Finder& finder, Zeb32s end,
+                                                 OwnLZ77Sink& sink)
+{
+    const OwnLZ77Finder f = finder;
+    OwnLZ77Sink out = sink;
+    Zeb32s p = kParse(f, end, out);
+    sink.made = out.made;
+    return p;
+}
+
+} // namespace
+
+Zeb32s ownLZ77Parse(const OwnLZ77Finder& f, Zeb32s level, Zeb32s end, OwnLZ77Sink& out)
+{
+    if (level == zebLZ77LevelFast)
+        return parse_on_copies<parse_fast>(f, end, out);
+    if (level == zebLZ77LevelBest)
+        return parse_on_copies<parse_best>(f, end, out);
+    return parse_on_copies<parse_average>(f, end, out);
 }
