@@ -249,8 +249,8 @@ inline Zeb32s search_best(const OwnLZ77Finder& f, Zeb32s p, Zeb32s c, Zeb32s end
     Zeb32s maxLen = min32(end - 3 - p, kLZ77MaxMatch);
     if (maxLen < kLZ77MinMatch || maxLen <= shorter || !ownLZ77Usable(f, p, c))
         return shorter;
-    // Any match will do when there is none to beat: the step before was a literal, and where
-    // matches are rare most of these searches end in the pass over the chain.
+    // With no match to beat (mostly after a literal), the candidates that differ in their first
+    // three bytes are passed over first: where matches are rare, most searches end there.
     Zeb32s probes = kBestProbes;
     if (shorter == 2 && !ownLZ77PassOver(f, p, &c, &probes))
         return shorter;
