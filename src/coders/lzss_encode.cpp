@@ -77,10 +77,12 @@ Zeb32s parse(const OwnLZ77Finder& f, Zeb32s n, TokenSink& out)
 {
     const Zeb32s end = f.position + n;
     Zeb32s p = f.position;
+    bool literal = false;
     while (p < end - 2 && out.room > 0) {
         Zeb32s bestPos = 0;
-        Zeb32s best = ownLZ77FindGreedy(f, p, end, kProbes, &bestPos);
-        if (best >= kLZSSMinMatch) {
+        Zeb32s best = ownLZ77FindGreedy(f, p, end, kProbes, &bestPos, literal);
+        literal = best < kLZSSMinMatch;
+        if (!literal) {
             out.match(p - bestPos, best);
             ownLZ77InsertRange(f, p + 1, p + best);
             p += best;

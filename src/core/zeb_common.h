@@ -40,6 +40,7 @@
 #define ZEB_ASSERT(cond) ((void)0)
 #endif
 
+#define ZEB_ALWAYS_INLINE inline __attribute__((always_inline))
 #define ZEB_LIKELY(x) __builtin_expect(!!(x), 1)
 #define ZEB_UNLIKELY(x) __builtin_expect(!!(x), 0)
 

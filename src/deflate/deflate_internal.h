@@ -80,6 +80,33 @@ static inline bool ownLZ77Usable(const OwnLZ77Finder& f, Zeb32s p, Zeb32s c)
     return c >= f.lowest && c < p && p - c <= kLZ77MaxDistance;
 }
 
+// Usable candidates for p lie 1 .. reach positions back.
+static inline Zeb32u ownLZ77Reach(const OwnLZ77Finder& f, Zeb32s p)
+{
+    Zeb32s back = p > f.lowest ? p - f.lowest : 0;
+    return (Zeb32u)(back < kLZ77MaxDistance ? back : kLZ77MaxDistance);
+}
+
+// Moves *pC along p's chain past the candidates whose first three bytes differ from p's (which
+// cannot give a match), counting them against *pProbesLeft, without the set-up of a full walk:
+// where matches are rare, most searches end here. @return false when no candidate is left.
+static inline bool ownLZ77PassOver(const OwnLZ77Finder& f, Zeb32s p, Zeb32s* pC,
+                                   Zeb32s* pProbesLeft)
+{
+    Zeb32u head3 = zeb_load32(f.src + (p - f.position)) & 0xFFFFFFu;
+    Zeb32u reach = ownLZ77Reach(f, p);
+    Zeb32s c = *pC;
+    while ((zeb_load32(ownLZ77Bytes(f, c)) & 0xFFFFFFu) != head3) {
+        if (--*pProbesLeft == 0)
+            return false;
+        c = f.prev[c & kLZ77LinkMask];
+        if ((Zeb32u)(p - c - 1) >= reach)
+            return false;
+    }
+    *pC = c;
+    return true;
+}
+
 // Length of the common prefix of a and b, at most maxLen.
 Zeb32s ownLZ77MatchLength(const Zeb8u* a, const Zeb8u* b, Zeb32s maxLen);
 
@@ -98,14 +125,18 @@ Zeb32s ownLZ77LongerMatch(const OwnLZ77Finder& f, Zeb32s p, Zeb32s c, Zeb32s max
                           Zeb32s maxProbes, Zeb32s best, Zeb32s* pBestPos);
 
 // The greedy step of the chained finder: inserts p, then searches its chain (maxProbes
-// candidates, at most min(end - 2 - p, 258) bytes). p < end - 2.
+// candidates, at most min(end - 2 - p, 258) bytes). p < end - 2. passOver: the caller expects
+// no match (its step before was a literal), so the chain is first passed over cheaply; the
+// result is the same either way.
 // @return the match length (>= 3) with its position in *pBestPos, or 2 for a literal.
 static inline Zeb32s ownLZ77FindGreedy(const OwnLZ77Finder& f, Zeb32s p, Zeb32s end,
-                                       Zeb32s maxProbes, Zeb32s* pBestPos)
+                                       Zeb32s maxProbes, Zeb32s* pBestPos, bool passOver)
 {
     Zeb32s c = ownLZ77Insert(f, p);
     Zeb32s maxLen = end - 2 - p < kLZ77MaxMatch ? end - 2 - p : kLZ77MaxMatch;
     if (maxLen < kLZ77MinMatch || !ownLZ77Usable(f, p, c))
+        return 2;
+    if (passOver && !ownLZ77PassOver(f, p, &c, &maxProbes))
         return 2;
     return ownLZ77LongestMatch(f, p, c, maxLen, maxProbes, pBestPos);
 }
@@ -140,11 +171,9 @@ struct OwnLZ77Sink {
     Zeb32s made;
 };
 
-// The three parsers of the deflate encoder. Each parses the source src[0 .. end - position) of
-// the finder and returns the position reached (the bytes consumed end there).
-Zeb32s ownLZ77ParseFast(const OwnLZ77Finder& f, Zeb32s end, OwnLZ77Sink& out);
-Zeb32s ownLZ77ParseAverage(const OwnLZ77Finder& f, Zeb32s end, OwnLZ77Sink& out);
-Zeb32s ownLZ77ParseBest(const OwnLZ77Finder& f, Zeb32s end, OwnLZ77Sink& out);
+// The parser of the deflate encoder's level (0, 1 or 2): parses the source src[0 .. end -
+// position) of the finder and returns the position reached (the bytes consumed end there).
+Zeb32s ownLZ77Parse(const OwnLZ77Finder& f, Zeb32s level, Zeb32s end, OwnLZ77Sink& out);
 
 // ---------------------------------------------------------------------------------------------
 // Encoder state

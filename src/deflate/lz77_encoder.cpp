@@ -40,15 +40,6 @@ OwnLZ77Finder make_finder(ZebLZ77EncoderHeader* e, const Zeb8u* src, bool selfCo
     return f;
 }
 
-Zeb32s parse(const OwnLZ77Finder& f, Zeb32s level, Zeb32s end, OwnLZ77Sink& out)
-{
-    if (level == zebLZ77LevelFast)
-        return ownLZ77ParseFast(f, end, out);
-    if (level == zebLZ77LevelBest)
-        return ownLZ77ParseBest(f, end, out);
-    return ownLZ77ParseAverage(f, end, out);
-}
-
 ZebStatus update_checksum(ZebLZ77EncoderHeader* e, const Zeb8u* src, Zeb32s len)
 {
     if (e->checksumKind == zebLZ77ChecksumAdler32)
@@ -198,7 +189,7 @@ extern "C" ZEBAPI ZebStatus zebsEncodeLZ77_8u(Zeb8u** ppSrc, Zeb32s* pSrcLen, Ze
     ownLZ77LoadSource(r->window, e->windowStart, e->position, src, n);
     OwnLZ77Finder f = make_finder(e, src, selfContained);
     OwnLZ77Sink out = {*ppDst, *pDstLen, 0};
-    Zeb32s consumed = parse(f, e->level, e->position + n, out) - e->position;
+    Zeb32s consumed = ownLZ77Parse(f, e->level, e->position + n, out) - e->position;
 
     if (selfContained) {
         drop_history(e);

@@ -69,7 +69,7 @@ inline ChainWalk start_walk(const OwnLZ77Finder& f, Zeb32s p, Zeb32s c, Zeb32s m
     w.c = c;
     w.maxLen = maxLen;
     w.probesLeft = maxProbes;
-    w.reach = (Zeb32u)min32(kLZ77MaxDistance, p > f.lowest ? p - f.lowest : 0);
+    w.reach = ownLZ77Reach(f, p);
     w.best = best;
     w.bestPos = bestPos;
     w.tailAt = best - 3 > 0 ? best - 3 : 0;
@@ -182,7 +182,9 @@ void ownLZ77Rebase(Zeb32s* prev, Zeb32s* head, Zeb32s* pWindowStart, Zeb32s* pPo
     *pPosition -= shift;
 }
 
-Zeb32s ownLZ77ParseFast(const OwnLZ77Finder& f, Zeb32s end, OwnLZ77Sink& out)
+namespace {
+
+ZEB_ALWAYS_INLINE Zeb32s parse_fast(const OwnLZ77Finder& f, Zeb32s end, OwnLZ77Sink& out)
 {
     const Zeb8u* src = f.src;
     Zeb32s base = f.position, p = base;
@@ -217,15 +219,17 @@ Zeb32s ownLZ77ParseFast(const OwnLZ77Finder& f, Zeb32s end, OwnLZ77Sink& out)
     return emit_tail(f, p, end, out);
 }
 
-Zeb32s ownLZ77ParseAverage(const OwnLZ77Finder& f, Zeb32s end, OwnLZ77Sink& out)
+ZEB_ALWAYS_INLINE Zeb32s parse_average(const OwnLZ77Finder& f, Zeb32s end, OwnLZ77Sink& out)
 {
     Zeb32s p = f.position;
+    bool literal = false;
     while (p < end - 2) {
         if (out.made == out.room)
             return p;
         Zeb32s bestPos = 0;
-        Zeb32s best = ownLZ77FindGreedy(f, p, end, kAverageProbes, &bestPos);
-        if (best >= kLZ77MinMatch) {
+        Zeb32s best = ownLZ77FindGreedy(f, p, end, kAverageProbes, &bestPos, literal);
+        literal = best < kLZ77MinMatch;
+        if (!literal) {
             emit(out, (Zeb32u)best, (Zeb32u)(p - bestPos));
             ownLZ77InsertRange(f, p + 1, p + best);
             p += best;
@@ -237,8 +241,6 @@ Zeb32s ownLZ77ParseAverage(const OwnLZ77Finder& f, Zeb32s end, OwnLZ77Sink& out)
     return emit_tail(f, p, end, out);
 }
 
-namespace {
-
 // Level 2 search at p from the candidate c for a match longer than `shorter` (2: any match):
 // `shorter` when there is none, or when c is unusable or no longer match fits before the end.
 inline Zeb32s search_best(const OwnLZ77Finder& f, Zeb32s p, Zeb32s c, Zeb32s end, Zeb32s shorter,
@@ -247,7 +249,12 @@ inline Zeb32s search_best(const OwnLZ77Finder& f, Zeb32s p, Zeb32s c, Zeb32s end
     Zeb32s maxLen = min32(end - 3 - p, kLZ77MaxMatch);
     if (maxLen < kLZ77MinMatch || maxLen <= shorter || !ownLZ77Usable(f, p, c))
         return shorter;
-    return ownLZ77LongerMatch(f, p, c, maxLen, kBestProbes, shorter, pBestPos);
+    // With no match to beat (mostly after a literal), the candidates that differ in their first
+    // three bytes are passed over first: where matches are rare, most searches end there.
+    Zeb32s probes = kBestProbes;
+    if (shorter == 2 && !ownLZ77PassOver(f, p, &c, &probes))
+        return shorter;
+    return ownLZ77LongerMatch(f, p, c, maxLen, probes, shorter, pBestPos);
 }
 
 // Whether level 2 takes a match found at p rather than look further.
@@ -276,9 +283,7 @@ inline void search_pair(const OwnLZ77Finder& f, Zeb32s p, Zeb32s c, Zeb32s c1, Z
     *pBestPos1 = next.bestPos;
 }
 
-} // namespace
-
-Zeb32s ownLZ77ParseBest(const OwnLZ77Finder& f, Zeb32s end, OwnLZ77Sink& out)
+ZEB_ALWAYS_INLINE Zeb32s parse_best(const OwnLZ77Finder& f, Zeb32s end, OwnLZ77Sink& out)
 {
     Zeb32s p = f.position;
     bool searchHere = true;
@@ -313,4 +318,28 @@ Zeb32s ownLZ77ParseBest(const OwnLZ77Finder& f, Zeb32s end, OwnLZ77Sink& out)
         }
     }
     return emit_tail(f, p, end, out);
+}
+
+// Runs a parser on local copies of the finder and the sink, which no store to the tables can
+// touch, so that their fields stay in registers; one such function per parser.
+template <Zeb32s (*kParse)(const OwnLZ77Finder&, Zeb32s, OwnLZ77Sink&)>
+__attribute__((noinline)) Zeb32s parse_on_copies(const OwnLZ77Finder& finder, Zeb32s end,
+                                                 OwnLZ77Sink& sink)
+{
+    const OwnLZ77Finder f = finder;
+    OwnLZ77Sink out = sink;
+    Zeb32s p = kParse(f, end, out);
+    sink.made = out.made;
+    return p;
+}
+
+} // namespace
+
+Zeb32s ownLZ77Parse(const OwnLZ77Finder& f, Zeb32s level, Zeb32s end, OwnLZ77Sink& out)
+{
+    if (level == zebLZ77LevelFast)
+        return parse_on_copies<parse_fast>(f, end, out);
+    if (level == zebLZ77LevelBest)
+        return parse_on_copies<parse_best>(f, end, out);
+    return parse_on_copies<parse_average>(f, end, out);
 }
