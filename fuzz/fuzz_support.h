@@ -33,6 +33,22 @@ inline void require(bool ok)
         abort();
 }
 
+// The sizes of the calls, drawn from a seed made of two input bytes (xorshift32).
+struct Sizes {
+    Zeb32u x;
+    static Sizes from(const Zeb8u* two)
+    {
+        return {0x9E3779B9u ^ (Zeb32u)(two[0] << 8 | two[1]) * 0x01000193u};
+    }
+    int next(int most) // 1 .. most
+    {
+        x ^= x << 13;
+        x ^= x >> 17;
+        x ^= x << 5;
+        return 1 + (int)(x % (Zeb32u)most);
+    }
+};
+
 } // namespace zebfuzz
 
 #endif

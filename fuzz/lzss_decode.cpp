@@ -1,6 +1,7 @@
 // LZSS: arbitrary bytes decode with any source pieces and destination sizes to the same output
 // as one call with room, inside each destination, with only the documented statuses; the same
-// bytes coded into small destinations give the stream of one call with room, which decodes back.
+// bytes coded in source pieces drawn from the input give, in destinations of any size, the
+// stream of the same pieces coded with room, which decodes back.
 #include <cstdint>
 #include <vector>
 
@@ -23,12 +24,13 @@ Bytes decode(ZebLZSSState* st, const Zeb8u* src, int size, int piece, int cap, Z
     return out;
 }
 
-// Codes src in one call into destinations of cap bytes, then flushes likewise.
-Bytes encode(ZebLZSSState* st, const Zeb8u* src, int size, int cap)
+// Codes data in source pieces from `pieces` into destinations of room() bytes.
+template <class Room>
+Bytes encode(ZebLZSSState* st, const Bytes& data, zebfuzz::Sizes pieces, Room&& room)
 {
     bool ok = true;
-    Bytes out = zebcoder::lzss_encode(st, src, (size_t)size, [=] { return size; },
-                                      [=] { return cap; }, &ok);
+    Bytes out = zebcoder::lzss_encode(st, data.data(), data.size(),
+                                      [&] { return pieces.next(700); }, room, &ok);
     require(ok);
     return out;
 }
@@ -47,10 +49,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     Bytes split = decode(st, data + 2, body, 1 + data[0] % 16, 1 + data[1], &splitStatus);
     require(whole == split && wholeStatus == splitStatus);
 
-    Bytes coded = encode(st, data + 2, body, body * 2 + 16);
-    require(encode(st, data + 2, body, 1 + data[1] % 8) == coded);
+    const Bytes input(data + 2, data + size);
+    const zebfuzz::Sizes pieces = zebfuzz::Sizes::from(data);
+    zebfuzz::Sizes rooms = {pieces.x ^ 0x5BD1E995u};
+    Bytes coded = encode(st, input, pieces, [&] { return rooms.next(1 + data[1] % 12); });
+    require(encode(st, input, pieces, [] { return 4 * 700 + 16; }) == coded);
     Bytes back = decode(st, coded.data(), (int)coded.size(), 1 + data[0], body, &wholeStatus);
-    require(wholeStatus == zebStsOk && back == Bytes(data + 2, data + size));
+    require(wholeStatus == zebStsOk && back == input);
     zebsLZSSFree_8u(st);
     return 0;
 }

@@ -1,5 +1,5 @@
 // Generic run-length coder: arbitrary bytes decode inside the destination, to the same bytes
-// with any destination that holds a run; arbitrary data coded into destinations of a size drawn
+// with any destination that holds a run; arbitrary data coded into destinations of sizes drawn
 // from the input decodes back call by call.
 #include <cstdint>
 #include <cstdlib>
@@ -29,24 +29,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     if (size < 3)
         return 0;
-    int decodeCap = 257 + data[0] * 3, encodeCap = 1 + data[1];
-    const Zeb8u* body = data + 2;
-    int len = (int)(size - 2);
-    if (decode(body, len, decodeCap) != decode(body, len, len * 86 + 2)) // 3 bytes: at most 257
-        abort();
+    const Bytes body(data + 2, data + size);
+    const int len = (int)body.size();
+    if (decode(body.data(), len, 257 + data[0] * 3) != decode(body.data(), len, len * 86 + 2))
+        abort(); // 3 bytes: at most 257
 
-    Bytes back;
-    const Zeb8u* src = body;
-    int srcLen = len;
-    ZebStatus st = zebStsDstFull;
-    while (st == zebStsDstFull) {
-        Bytes unit(encodeCap);
-        int unitLen = encodeCap;
-        st = zebsEncodeRLE_8u(&src, &srcLen, unit.data(), &unitLen);
-        require(unitLen >= 1 && unitLen <= encodeCap);
-        Bytes piece = decode(unit.data(), unitLen, decodeCap);
-        back.insert(back.end(), piece.begin(), piece.end());
-    }
-    require(st == zebStsOk && back == Bytes(body, body + len));
+    zebfuzz::Sizes sizes = zebfuzz::Sizes::from(data);
+    auto codeRoom = [&] { return sizes.next(1 + data[1]); };
+    auto decodeRoom = [&] { return 257 + sizes.next(300); }; // holds any run
+    bool ok = true;
+    require(zebcoder::rle_round_trip(body, codeRoom, decodeRoom, &ok) == body && ok);
     return 0;
 }

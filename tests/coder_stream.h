@@ -73,6 +73,26 @@ Bytes rle_decode_unit(const Zeb8u* unit, int len, Room&& room, bool* ok)
     return out;
 }
 
+// Codes data with the run-length encoder into destinations of cap() bytes and decodes each
+// call's output on its own into destinations of room() bytes; returns the bytes decoded.
+template <class Cap, class Room>
+Bytes rle_round_trip(const Bytes& data, Cap&& cap, Room&& room, bool* ok)
+{
+    Bytes back;
+    const Zeb8u* src = data.data();
+    int srcLen = (int)data.size();
+    for (ZebStatus st = zebStsDstFull; st == zebStsDstFull && *ok;) {
+        const int size = cap();
+        Bytes unit(size); // exact size: the sanitizers see any write past it
+        int unitLen = size;
+        st = zebsEncodeRLE_8u(&src, &srcLen, unit.data(), &unitLen);
+        *ok = (st == zebStsOk || st == zebStsDstFull) && unitLen >= 1 && unitLen <= size;
+        const Bytes piece = rle_decode_unit(unit.data(), unitLen, room, ok);
+        back.insert(back.end(), piece.begin(), piece.end());
+    }
+    return back;
+}
+
 // Codes size bytes with LZSS in source pieces of piece() bytes into destinations of room()
 // bytes, then flushes likewise.
 template <class Piece, class Room>

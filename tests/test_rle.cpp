@@ -23,8 +23,6 @@ ZebStatus encode_once(const Zeb8u** src, int* srcLen, int cap, Bytes* coded)
     return st;
 }
 
-const Zeb8u kUnwritten = 0xA5;
-
 // Decodes one encoder call's output in calls with the given capacity.
 Bytes decode_unit(const Bytes& unit, int cap)
 {
@@ -123,19 +121,10 @@ TEST(RLE, RoundTripsWithEveryDestinationSize)
     for (size_t which = 0; which < inputs.size(); ++which) {
         const Bytes& data = inputs[which];
         for (int cap = 1; cap <= 600; cap += cap < 24 ? 1 : 97) {
-            Bytes back;
-            const Zeb8u* src = data.data();
-            int srcLen = (int)data.size();
-            ZebStatus st = zebStsDstFull;
-            while (st == zebStsDstFull) {
-                Bytes unit;
-                st = encode_once(&src, &srcLen, cap, &unit);
-                ASSERT_FALSE(unit.empty());
-                Bytes piece = decode_unit(unit, 257 + (int)(rng() % 400));
-                back.insert(back.end(), piece.begin(), piece.end());
-            }
-            ASSERT_EQ(st, zebStsOk);
-            ASSERT_TRUE(back == data) << "input " << which << " capacity " << cap;
+            bool ok = true;
+            Bytes back = zebcoder::rle_round_trip(data, [=] { return cap; },
+                                                  [&] { return 257 + (int)(rng() % 400); }, &ok);
+            ASSERT_TRUE(ok && back == data) << "input " << which << " capacity " << cap;
         }
         // The whole stream as one unit, decoded with room to spare or in pieces.
         const Bytes unit = encode_all(data);
