@@ -122,6 +122,18 @@ inline Result two_stage(const Zeb8u* data, size_t size, size_t srcChunk, size_t 
     Result r;
     std::vector<ZebLZ77Pair> pairs(pairsChunk);
     std::vector<Zeb8u> dst(dstChunk);
+    // Pairs to bytes while the room runs out, until the pairs or the output cap are used up.
+    auto to_bytes = [&](ZebLZ77Pair** ps, int* np) {
+        ZebStatus st;
+        do {
+            Zeb8u* d = dst.data();
+            int room = (int)dstChunk;
+            st = zebsDecodeLZ77_8u(ps, np, &d, &room, zebLZ77FlushNone, s);
+            check(st);
+            r.out.insert(r.out.end(), dst.data(), d);
+        } while (st == zebStsDstFull && *np > 0 && r.out.size() < maxOut);
+        return st;
+    };
     bool inBlock = false;
     ZebLZ77BlockType type = zebLZ77BlockFixed;
     for (size_t calls = 0; calls < 4 * (size + maxOut) + 64; ++calls) {
@@ -146,25 +158,14 @@ inline Result two_stage(const Zeb8u* data, size_t size, size_t srcChunk, size_t 
         check(st);
         ZebLZ77Pair* ps = pairs.data();
         int np = (int)(pd - ps);
-        ZebStatus st2;
-        do {
-            Zeb8u* d = dst.data();
-            int room = (int)dstChunk;
-            st2 = zebsDecodeLZ77_8u(&ps, &np, &d, &room, zebLZ77FlushNone, s);
-            check(st2);
-            r.out.insert(r.out.end(), dst.data(), d);
-        } while (st2 == zebStsDstFull && np > 0 && r.out.size() < maxOut);
+        ZebStatus st2 = to_bytes(&ps, &np);
         bool drained = np == 0; // else the output cap stopped the pairs stage
         if (st == zebStsStreamEnd && st2 >= 0 && drained && !r.out.empty()) {
             ZebLZ77Pair finish = {0, 1}; // an empty match lets a match cut by the room finish
             do {
-                Zeb8u* d = dst.data();
-                int room = (int)dstChunk;
                 ps = &finish;
                 np = 1;
-                st2 = zebsDecodeLZ77_8u(&ps, &np, &d, &room, zebLZ77FlushNone, s);
-                check(st2);
-                r.out.insert(r.out.end(), dst.data(), d);
+                st2 = to_bytes(&ps, &np);
             } while (st2 == zebStsDstFull && r.out.size() < maxOut);
         }
         // Pairs or a match left over (the output cap) leave the stream unfinished.
