@@ -42,45 +42,39 @@ Transform naive_bwt(const Bytes& s)
     return t;
 }
 
-Transform small_fwd(const Bytes& s)
-{
-    int size = 0;
-    EXPECT_EQ(zebsBWTGetSize_SmallBlock_8u((int)s.size(), &size), zebStsOk);
-    Bytes scratch(size + 1);
-    Transform t;
-    t.out.resize(s.size());
-    EXPECT_EQ(zebsBWTFwd_SmallBlock_8u(s.data(), t.out.data(), (int)s.size(), &t.index,
-                                       scratch.data() + 1), // unaligned on purpose
-              zebStsOk);
-    return t;
-}
+// A transform and its inverse, with the scratch sizes they report.
+struct Kind {
+    const char* name;
+    ZebStatus (*fwdSize)(int, int*);
+    ZebStatus (*fwd)(const Zeb8u*, Zeb8u*, int, int*, Zeb8u*);
+    ZebStatus (*invSize)(int, int*);
+    ZebStatus (*inv)(const Zeb8u*, Zeb8u*, int, int, Zeb8u*);
+    size_t limit;
+};
+const Kind kSmall = {"small-block", zebsBWTGetSize_SmallBlock_8u, zebsBWTFwd_SmallBlock_8u,
+                     zebsBWTGetSize_SmallBlock_8u, zebsBWTInv_SmallBlock_8u, 32768};
+const Kind kGeneral = {"general", zebsBWTFwdGetSize_8u, zebsBWTFwd_8u, zebsBWTInvGetSize_8u,
+                       zebsBWTInv_8u, 1u << 30};
+const Kind kKinds[] = {kSmall, kGeneral};
 
-// The general transform in a scratch of exactly the reported size, at an odd address.
-Transform general_fwd(const Bytes& s)
+// The forward transform in a scratch of exactly the reported size, at an odd address.
+Transform forward(const Kind& k, const Bytes& s)
 {
     int size = 0;
-    EXPECT_EQ(zebsBWTFwdGetSize_8u((int)s.size(), &size), zebStsOk);
+    EXPECT_EQ(k.fwdSize((int)s.size(), &size), zebStsOk);
     Bytes scratch(size + 5);
     Transform t;
     t.out.resize(s.size());
-    EXPECT_EQ(zebsBWTFwd_8u(s.data(), t.out.data(), (int)s.size(), &t.index, scratch.data() + 5),
-              zebStsOk);
+    EXPECT_EQ(k.fwd(s.data(), t.out.data(), (int)s.size(), &t.index, scratch.data() + 5), zebStsOk);
     return t;
 }
 
-Bytes inverse(const Transform& t, bool small)
+Bytes inverse(const Kind& k, const Transform& t)
 {
-    int len = (int)t.out.size();
-    int size = 0;
-    if (small)
-        zebsBWTGetSize_SmallBlock_8u(len, &size);
-    else
-        zebsBWTInvGetSize_8u(len, &size);
+    int len = (int)t.out.size(), size = 0;
+    EXPECT_EQ(k.invSize(len, &size), zebStsOk);
     Bytes scratch(size + 3), out(len);
-    ZebStatus st =
-        small ? zebsBWTInv_SmallBlock_8u(t.out.data(), out.data(), len, t.index, scratch.data() + 3)
-              : zebsBWTInv_8u(t.out.data(), out.data(), len, t.index, scratch.data() + 3);
-    EXPECT_EQ(st, zebStsOk);
+    EXPECT_EQ(k.inv(t.out.data(), out.data(), len, t.index, scratch.data() + 3), zebStsOk);
     return out;
 }
 
@@ -93,64 +87,68 @@ Bytes periodic(const char* unit, size_t len)
     return s;
 }
 
-// Both forward transforms, with the inverse that goes with each.
-const struct {
-    const char* name;
-    Transform (*fwd)(const Bytes&);
-    bool small;
-    size_t limit;
-} kForward[] = {{"small-block", small_fwd, true, 32768}, {"general", general_fwd, false, 1u << 30}};
-
 TEST(BWT, HandExamples)
 {
-    for (const auto& f : kForward) {
-        Transform t = f.fwd({'b', 'a', 'n', 'a', 'n', 'a'});
+    for (const Kind& f : kKinds) {
+        Transform t = forward(f, {'b', 'a', 'n', 'a', 'n', 'a'});
         EXPECT_EQ(t.out, (Bytes{'n', 'n', 'b', 'a', 'a', 'a'})) << f.name;
         EXPECT_EQ(t.index, 3);
-        t = f.fwd({'x'});
+        t = forward(f, {'x'});
         EXPECT_TRUE(t.out == Bytes{'x'} && t.index == 0) << f.name;
-        t = f.fwd({'b', 'a'});
+        t = forward(f, {'b', 'a'});
         EXPECT_TRUE(t.out == (Bytes{'b', 'a'}) && t.index == 1) << f.name;
         Bytes same(std::min<size_t>(f.limit, 100000), 0xC3);
-        t = f.fwd(same);
-        EXPECT_TRUE(t.out == same && (f.small || t.index == 0)) << f.name;
-        EXPECT_EQ(inverse(t, f.small), same) << f.name;
+        t = forward(f, same);
+        EXPECT_TRUE(t.out == same && (f.fwd != zebsBWTFwd_8u || t.index == 0)) << f.name;
+        EXPECT_EQ(inverse(f, t), same) << f.name;
     }
 }
 
-TEST(BWT, SmallBlockArgumentChecks)
+// Pointers are checked before lengths; a refused call writes nothing.
+TEST(BWT, ArgumentChecks)
 {
-    int size = 0;
+    int size = -1;
     EXPECT_EQ(zebsBWTGetSize_SmallBlock_8u(32768, nullptr), zebStsNullPtr);
     EXPECT_EQ(zebsBWTGetSize_SmallBlock_8u(32768, &size), zebStsOk);
     EXPECT_EQ(size, 4 * 32768 + 2080);
     EXPECT_EQ(zebsBWTGetSize_SmallBlock_8u(32769, &size), zebStsBadSize);
     EXPECT_EQ(zebsBWTGetSize_SmallBlock_8u(0, &size), zebStsBadSize);
-    Bytes src(32769, 1), dst(32769, 0xEE), scratch(4 * 32769 + 2080);
-    int index = -5;
-    Zeb8u* b = scratch.data();
-    EXPECT_EQ(zebsBWTFwd_SmallBlock_8u(nullptr, dst.data(), 8, &index, b), zebStsNullPtr);
-    EXPECT_EQ(zebsBWTFwd_SmallBlock_8u(src.data(), dst.data(), 8, nullptr, b), zebStsNullPtr);
-    EXPECT_EQ(zebsBWTFwd_SmallBlock_8u(src.data(), dst.data(), 8, &index, nullptr), zebStsNullPtr);
-    EXPECT_EQ(zebsBWTFwd_SmallBlock_8u(src.data(), dst.data(), 32769, &index, b), zebStsBadSize);
-    EXPECT_EQ(zebsBWTFwd_SmallBlock_8u(src.data(), dst.data(), 0, &index, b), zebStsBadSize);
-    EXPECT_EQ(index, -5);
-    EXPECT_EQ(dst[0], 0xEE);
-    for (bool small : {true, false}) {
-        auto inv = small ? zebsBWTInv_SmallBlock_8u : zebsBWTInv_8u;
-        EXPECT_EQ(inv(src.data(), dst.data(), 1, 77, nullptr), zebStsOk); // copy rule
-        EXPECT_EQ(dst[0], 1);
-        EXPECT_EQ(inv(nullptr, dst.data(), 1, 0, nullptr), zebStsNullPtr);
-        EXPECT_EQ(inv(src.data(), dst.data(), 0, 0, b), zebStsBadSize);
-        EXPECT_EQ(inv(src.data(), dst.data(), 8, 0, nullptr), zebStsNullPtr);
-        EXPECT_EQ(inv(src.data(), dst.data(), 8, 8, b), zebStsBadSize);
-        EXPECT_EQ(inv(src.data(), dst.data(), 8, -1, b), zebStsBadSize);
-        EXPECT_EQ(inv(src.data(), dst.data(), 8, 7, b), zebStsOk);
-    }
-    EXPECT_EQ(zebsBWTInv_SmallBlock_8u(src.data(), dst.data(), 32769, 0, b), zebStsBadSize);
+    EXPECT_EQ(zebsBWTFwdGetSize_8u(10, nullptr), zebStsNullPtr);
+    EXPECT_EQ(zebsBWTFwdGetSize_8u(0, &size), zebStsBadSize);
+    EXPECT_EQ(size, 4 * 32768 + 2080); // as the refused calls left it
+    EXPECT_EQ(zebsBWTFwdGetSize_8u(1, &size), zebStsOk);
+    EXPECT_EQ(size, 6 + 70145);
+    EXPECT_EQ(zebsBWTFwdGetSize_8u(900000, &size), zebStsOk);
+    EXPECT_EQ(size, 6 * 900000 + 70145);
+    EXPECT_EQ(zebsBWTFwdGetSize_8u(0x7FFFFFFF, &size), zebStsBadSize); // size beyond an int
     EXPECT_EQ(zebsBWTInvGetSize_8u(0, &size), zebStsOk);
     EXPECT_EQ(size, 1024);
     EXPECT_EQ(zebsBWTInvGetSize_8u(0, nullptr), zebStsNullPtr);
+
+    Bytes src(32769, 1), dst(32769, 0xEE), scratch(4 * 32769 + 2080);
+    int index = -5;
+    Zeb8u* b = scratch.data();
+    for (const Kind& k : kKinds) {
+        EXPECT_EQ(k.fwd(nullptr, dst.data(), 8, &index, b), zebStsNullPtr) << k.name;
+        EXPECT_EQ(k.fwd(src.data(), dst.data(), 8, nullptr, b), zebStsNullPtr) << k.name;
+        EXPECT_EQ(k.fwd(src.data(), dst.data(), 8, &index, nullptr), zebStsNullPtr) << k.name;
+        EXPECT_EQ(k.fwd(src.data(), dst.data(), 0, &index, b), zebStsBadSize) << k.name;
+    }
+    EXPECT_EQ(zebsBWTFwd_SmallBlock_8u(src.data(), dst.data(), 32769, &index, b), zebStsBadSize);
+    EXPECT_EQ(zebsBWTFwd_8u(src.data(), nullptr, 8, &index, b), zebStsNullPtr);
+    EXPECT_EQ(zebsBWTFwd_8u(nullptr, dst.data(), 0, &index, b), zebStsNullPtr);
+    EXPECT_TRUE(index == -5 && dst[0] == 0xEE);
+    for (const Kind& k : kKinds) {
+        EXPECT_EQ(k.inv(src.data(), dst.data(), 1, 77, nullptr), zebStsOk); // copy rule
+        EXPECT_EQ(dst[0], 1);
+        EXPECT_EQ(k.inv(nullptr, dst.data(), 1, 0, nullptr), zebStsNullPtr);
+        EXPECT_EQ(k.inv(src.data(), dst.data(), 0, 0, b), zebStsBadSize);
+        EXPECT_EQ(k.inv(src.data(), dst.data(), 8, 0, nullptr), zebStsNullPtr);
+        EXPECT_EQ(k.inv(src.data(), dst.data(), 8, 8, b), zebStsBadSize);
+        EXPECT_EQ(k.inv(src.data(), dst.data(), 8, -1, b), zebStsBadSize);
+        EXPECT_EQ(k.inv(src.data(), dst.data(), 8, 7, b), zebStsOk);
+    }
+    EXPECT_EQ(zebsBWTInv_SmallBlock_8u(src.data(), dst.data(), 32769, 0, b), zebStsBadSize);
 }
 
 Bytes fibonacci_word(size_t len)
@@ -189,17 +187,17 @@ TEST(BWT, MatchesNaiveSort)
                 continue;
             Bytes s = zebtest::random_bytes(len, alphabet, 7 * alphabet + (uint32_t)len);
             Transform want = naive_bwt(s);
-            for (const auto& f : kForward) {
+            for (const Kind& f : kKinds) {
                 if (len > f.limit)
                     continue;
-                Transform got = f.fwd(s);
+                Transform got = forward(f, s);
                 ASSERT_EQ(got.out, want.out) << f.name << " alphabet " << alphabet << " len " << len;
                 if (rotations_distinct(s)) {
                     ASSERT_EQ(got.index, want.index) << f.name << " len " << len;
                 }
-                for (bool small : {false, true}) {
-                    if (!small || len <= 32768) {
-                        ASSERT_EQ(inverse(got, small), s) << f.name << " len " << len;
+                for (const Kind& k : kKinds) {
+                    if (len <= k.limit) {
+                        ASSERT_EQ(inverse(k, got), s) << f.name << " " << k.name << " " << len;
                     }
                 }
             }
@@ -213,30 +211,30 @@ TEST(BWT, RepetitiveBlocks)
 {
     for (const char* unit : {"ab", "abc", "abaab", "ba", "z"}) {
         Bytes small = periodic(unit, 2000);
-        for (const auto& f : kForward) {
-            Transform t = f.fwd(small);
+        for (const Kind& f : kKinds) {
+            Transform t = forward(f, small);
             EXPECT_EQ(t.out, naive_bwt(small).out) << f.name << " " << unit;
-            EXPECT_EQ(inverse(t, f.small), small) << f.name << " " << unit;
+            EXPECT_EQ(inverse(f, t), small) << f.name << " " << unit;
         }
         Bytes big = periodic(unit, 900000 / kScale);
-        EXPECT_EQ(inverse(general_fwd(big), false), big) << unit;
+        EXPECT_EQ(inverse(kGeneral, forward(kGeneral, big)), big) << unit;
     }
     Bytes fib = fibonacci_word(5000);
-    Transform t = general_fwd(fib);
+    Transform t = forward(kGeneral, fib);
     EXPECT_EQ(t.out, naive_bwt(fib).out);
     EXPECT_EQ(t.index, naive_bwt(fib).index);
     fib = fibonacci_word(900000 / kScale);
-    EXPECT_EQ(inverse(general_fwd(fib), false), fib);
+    EXPECT_EQ(inverse(kGeneral, forward(kGeneral, fib)), fib);
     Bytes half = zebtest::random_bytes(450000 / kScale, 256, 3);
     Bytes halves = half;
     halves.insert(halves.end(), half.begin(), half.end());
-    EXPECT_EQ(inverse(general_fwd(halves), false), halves);
+    EXPECT_EQ(inverse(kGeneral, forward(kGeneral, halves)), halves);
     halves.back() ^= 1;
-    EXPECT_EQ(inverse(general_fwd(halves), false), halves);
+    EXPECT_EQ(inverse(kGeneral, forward(kGeneral, halves)), halves);
     Bytes runs;
     for (int r = 1; runs.size() < 300000 / kScale; ++r)
         runs.insert(runs.end(), (size_t)(r % 700 + 1), (Zeb8u)(r % 3));
-    EXPECT_EQ(inverse(general_fwd(runs), false), runs);
+    EXPECT_EQ(inverse(kGeneral, forward(kGeneral, runs)), runs);
 }
 
 // Any last column and index give the walk of the transformation vector from the index: large
@@ -259,53 +257,22 @@ TEST(BWT, InverseOfArbitraryColumns)
                 p = vector[p];
                 want[k] = t.out[p];
             }
-            EXPECT_EQ(inverse(t, false), want) << len << " " << alphabet;
+            EXPECT_EQ(inverse(kGeneral, t), want) << len << " " << alphabet;
         }
 }
 
-// The general and the small-block transforms agree on blocks with distinct rotations.
-TEST(BWT, GeneralEqualsSmallBlock)
+// On real data (the first 32 KiB of the corpus files; random blocks: MatchesNaiveSort) the
+// general and the small-block transforms agree.
+TEST(BWT, GeneralEqualsSmallBlockOnCorpusFiles)
 {
-    std::vector<Bytes> blocks;
-    for (unsigned alphabet : {3u, 256u})
-        for (size_t len : {2, 17, 1000, 32768})
-            blocks.push_back(zebtest::random_bytes(len, alphabet, (uint32_t)len));
     for (const std::string& path : zebtest::corpus_files()) {
-        Bytes file = zebtest::read_file(path);
-        blocks.emplace_back(file.begin(),
-                            file.begin() + (long)std::min<size_t>(file.size(), 32768));
-    }
-    for (const Bytes& s : blocks) {
+        Bytes s = zebtest::read_file(path);
+        s.resize(std::min<size_t>(s.size(), 32768));
         if (!rotations_distinct(s))
             continue;
-        Transform a = general_fwd(s), b = small_fwd(s);
-        EXPECT_EQ(a.out, b.out) << s.size();
-        EXPECT_EQ(a.index, b.index) << s.size();
+        Transform a = forward(kGeneral, s), b = forward(kSmall, s);
+        EXPECT_TRUE(a.out == b.out && a.index == b.index) << path;
     }
-}
-
-TEST(BWT, GeneralArgumentChecks)
-{
-    int size = -1;
-    EXPECT_EQ(zebsBWTFwdGetSize_8u(10, nullptr), zebStsNullPtr);
-    EXPECT_EQ(zebsBWTFwdGetSize_8u(0, &size), zebStsBadSize);
-    EXPECT_EQ(size, -1);
-    EXPECT_EQ(zebsBWTFwdGetSize_8u(1, &size), zebStsOk);
-    EXPECT_EQ(size, 6 + 70145);
-    EXPECT_EQ(zebsBWTFwdGetSize_8u(900000, &size), zebStsOk);
-    EXPECT_EQ(size, 6 * 900000 + 70145);
-    EXPECT_EQ(zebsBWTFwdGetSize_8u(0x7FFFFFFF, &size), zebStsBadSize); // size beyond an int
-    Bytes src(8, 1), dst(8, 0xEE), scratch(6 * 8 + 70145);
-    int index = -5;
-    Zeb8u* b = scratch.data();
-    EXPECT_EQ(zebsBWTFwd_8u(nullptr, dst.data(), 8, &index, b), zebStsNullPtr);
-    EXPECT_EQ(zebsBWTFwd_8u(src.data(), nullptr, 8, &index, b), zebStsNullPtr);
-    EXPECT_EQ(zebsBWTFwd_8u(src.data(), dst.data(), 8, nullptr, b), zebStsNullPtr);
-    EXPECT_EQ(zebsBWTFwd_8u(src.data(), dst.data(), 8, &index, nullptr), zebStsNullPtr);
-    EXPECT_EQ(zebsBWTFwd_8u(nullptr, dst.data(), 0, &index, b), zebStsNullPtr);
-    EXPECT_EQ(zebsBWTFwd_8u(src.data(), dst.data(), 0, &index, b), zebStsBadSize);
-    EXPECT_EQ(index, -5);
-    EXPECT_EQ(dst[0], 0xEE);
 }
 
 } // namespace
