@@ -21,27 +21,27 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     ZebDecodeHuffState_BZ2* st = nullptr;
     require(zebsDecodeHuffInitAlloc_BZ2_8u16u(maxBlockLen, alphabet, &st) == zebStsOk);
     Zeb32u code = 0;
-    int bits = 0;
+    int bits = 0, symLen = 0;
     Zeb8u* src = in.data();
     size_t left = in.size();
-    ZebStatus s = zebStsSrcShort;
-    while (s == zebStsSrcShort && left > 0) {
-        int srcLen = (int)(left < piece ? left : piece), before = srcLen;
-        s = zebsUnpackHuffContext_BZ2_8u16u(&code, &bits, &src, &srcLen, st);
-        require(s == zebStsOk || s == zebStsSrcShort || s == zebStsBadContext);
-        left -= (size_t)(before - srcLen);
-    }
+    auto feed = [&](ZebStatus s, auto call) { // the input in pieces while the stage asks for more
+        while (s == zebStsSrcShort && left > 0) {
+            int srcLen = (int)(left < piece ? left : piece), before = srcLen;
+            s = call(&srcLen);
+            left -= (size_t)(before - srcLen);
+        }
+        return s;
+    };
+    ZebStatus s = feed(zebStsSrcShort, [&](int* srcLen) {
+        return zebsUnpackHuffContext_BZ2_8u16u(&code, &bits, &src, srcLen, st);
+    });
+    require(s == zebStsOk || s == zebStsSrcShort || s == zebStsBadContext);
     zebbz2::Symbols syms(4096);
-    int symLen = 0;
-    s = s == zebStsOk ? zebStsSrcShort : s;
-    while (s == zebStsSrcShort && left > 0) {
-        int srcLen = (int)(left < piece ? left : piece), before = srcLen;
+    s = feed(s == zebStsOk ? zebStsSrcShort : s, [&](int* srcLen) {
         symLen = (int)syms.size();
-        s = zebsDecodeHuff_BZ2_8u16u(&code, &bits, &src, &srcLen, syms.data(), &symLen, st);
-        require(s == zebStsOk || s == zebStsSrcShort || s == zebStsDstFull ||
-                s == zebStsBadContext);
-        left -= (size_t)(before - srcLen);
-    }
+        return zebsDecodeHuff_BZ2_8u16u(&code, &bits, &src, srcLen, syms.data(), &symLen, st);
+    });
+    require(s == zebStsOk || s == zebStsSrcShort || s == zebStsDstFull || s == zebStsBadContext);
     zebsDecodeHuffFree_BZ2_8u16u(st);
     if (s != zebStsOk || symLen == 0)
         return 0;
