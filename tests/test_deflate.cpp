@@ -159,22 +159,17 @@ TEST(Deflate, EncodeArgumentChecksAndEmptyCalls)
     Zeb8u bytes[4] = {1, 2, 3, 4};
     ZebLZ77Pair pairs[4];
     Zeb8u* src = bytes;
-    ZebLZ77Pair* dst = pairs;
+    ZebLZ77Pair *dst = pairs, *none = nullptr;
     Zeb32s srcLen = 4, dstLen = 4;
-    EXPECT_EQ(zebsEncodeLZ77_8u(nullptr, &srcLen, &dst, &dstLen, zebLZ77FlushNone, enc.state),
-              zebStsNullPtr);
-    ZebLZ77Pair* none = nullptr;
-    EXPECT_EQ(zebsEncodeLZ77_8u(&src, &srcLen, &none, &dstLen, zebLZ77FlushNone, enc.state),
-              zebStsNullPtr);
-    srcLen = -1;
-    EXPECT_EQ(zebsEncodeLZ77_8u(&src, &srcLen, &dst, &dstLen, zebLZ77FlushNone, enc.state),
-              zebStsBadSize);
-    srcLen = 0, dstLen = 0; // no room is reported before an empty source
-    EXPECT_EQ(zebsEncodeLZ77_8u(&src, &srcLen, &dst, &dstLen, zebLZ77FlushNone, enc.state),
-              zebStsDstFull);
-    dstLen = 4;
-    EXPECT_EQ(zebsEncodeLZ77_8u(&src, &srcLen, &dst, &dstLen, zebLZ77FlushNone, enc.state),
-              zebStsOk);
+    auto encode = [&](Zeb8u** from, Zeb32s length, ZebLZ77Pair** to, Zeb32s room) {
+        srcLen = length, dstLen = room;
+        return zebsEncodeLZ77_8u(from, &srcLen, to, &dstLen, zebLZ77FlushNone, enc.state);
+    };
+    EXPECT_EQ(encode(nullptr, 4, &dst, 4), zebStsNullPtr);
+    EXPECT_EQ(encode(&src, 4, &none, 4), zebStsNullPtr);
+    EXPECT_EQ(encode(&src, -1, &dst, 4), zebStsBadSize);
+    EXPECT_EQ(encode(&src, 0, &dst, 0), zebStsDstFull); // no room: reported before no source
+    EXPECT_EQ(encode(&src, 0, &dst, 4), zebStsOk);
     EXPECT_TRUE(src == bytes && dst == pairs && dstLen == 4);
 
     // Writers and flush: bad sizes, wrong stage, pairs no writer can code.
@@ -188,19 +183,15 @@ TEST(Deflate, EncodeArgumentChecksAndEmptyCalls)
               zebStsBadSize);
     for (ZebLZ77Pair bad : {ZebLZ77Pair{256, 0}, ZebLZ77Pair{2, 1}, ZebLZ77Pair{259, 1},
                             ZebLZ77Pair{3, 32769}}) {
-        for (bool dynamic : {false, true}) {
+        for (auto writer : {zebsEncodeLZ77FixedHuff_8u, zebsEncodeLZ77DynamicHuff_8u}) {
             zebsEncodeLZ77SetStatus_8u(zebLZ77StatusHuffman, enc.state);
             ZebLZ77Pair list[2] = {{'a', 0}, bad};
             ZebLZ77Pair* p = list;
-            Zeb32s n = 2;
-            Zeb32s mode;
+            Zeb32s n = 2, mode;
             EXPECT_EQ(zebsEncodeLZ77SelectHuffMode_8u(list, 2, &mode, enc.state), zebStsError);
-            ZebStatus st = dynamic ? zebsEncodeLZ77DynamicHuff_8u(&p, &n, &o, &room,
-                                                                 zebLZ77FlushNone, enc.state)
-                                   : zebsEncodeLZ77FixedHuff_8u(&p, &n, &o, &room,
-                                                                zebLZ77FlushNone, enc.state);
-            EXPECT_EQ(st, zebStsError);
-            EXPECT_EQ(p, list + (dynamic ? 0 : 1)); // the fixed writer stops at the bad pair
+            EXPECT_EQ(writer(&p, &n, &o, &room, zebLZ77FlushNone, enc.state), zebStsError);
+            // The fixed writer stops at the bad pair, the dynamic one before coding any.
+            EXPECT_EQ(p, list + (writer == zebsEncodeLZ77FixedHuff_8u ? 1 : 0));
         }
     }
 
