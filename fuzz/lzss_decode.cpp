@@ -29,8 +29,8 @@ template <class Room>
 Bytes encode(ZebLZSSState* st, const Bytes& data, zebfuzz::Sizes pieces, Room&& room)
 {
     bool ok = true;
-    Bytes out = zebcoder::lzss_encode(st, data.data(), data.size(),
-                                      [&] { return pieces.next(700); }, room, &ok);
+    Bytes out = zebcoder::lzss_encode(
+        st, data.data(), data.size(), [&] { return pieces.next(700); }, room, &ok);
     require(ok);
     return out;
 }

@@ -122,8 +122,8 @@ TEST(RLE, RoundTripsWithEveryDestinationSize)
         const Bytes& data = inputs[which];
         for (int cap = 1; cap <= 600; cap += cap < 24 ? 1 : 97) {
             bool ok = true;
-            Bytes back = zebcoder::rle_round_trip(data, [=] { return cap; },
-                                                  [&] { return 257 + (int)(rng() % 400); }, &ok);
+            Bytes back = zebcoder::rle_round_trip(
+                data, [=] { return cap; }, [&] { return 257 + (int)(rng() % 400); }, &ok);
             ASSERT_TRUE(ok && back == data) << "input " << which << " capacity " << cap;
         }
         // The whole stream as one unit, decoded with room to spare or in pieces.
