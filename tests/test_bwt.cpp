@@ -132,11 +132,11 @@ TEST(BWT, ArgumentChecks)
         EXPECT_EQ(k.fwd(nullptr, dst.data(), 8, &index, b), zebStsNullPtr) << k.name;
         EXPECT_EQ(k.fwd(src.data(), dst.data(), 8, nullptr, b), zebStsNullPtr) << k.name;
         EXPECT_EQ(k.fwd(src.data(), dst.data(), 8, &index, nullptr), zebStsNullPtr) << k.name;
+        EXPECT_EQ(k.fwd(src.data(), nullptr, 8, &index, b), zebStsNullPtr) << k.name;
         EXPECT_EQ(k.fwd(src.data(), dst.data(), 0, &index, b), zebStsBadSize) << k.name;
+        EXPECT_EQ(k.fwd(nullptr, dst.data(), 0, &index, b), zebStsNullPtr) << k.name;
     }
     EXPECT_EQ(zebsBWTFwd_SmallBlock_8u(src.data(), dst.data(), 32769, &index, b), zebStsBadSize);
-    EXPECT_EQ(zebsBWTFwd_8u(src.data(), nullptr, 8, &index, b), zebStsNullPtr);
-    EXPECT_EQ(zebsBWTFwd_8u(nullptr, dst.data(), 0, &index, b), zebStsNullPtr);
     EXPECT_TRUE(index == -5 && dst[0] == 0xEE);
     for (const Kind& k : kKinds) {
         EXPECT_EQ(k.inv(src.data(), dst.data(), 1, 77, nullptr), zebStsOk); // copy rule
