@@ -72,7 +72,8 @@ inline bool expand(Bytes& out, const ZebLZ77Pair* pairs, size_t n)
             out.push_back((Zeb8u)p.length);
             continue;
         }
-        if (p.length < 3 || p.length > 258 || p.offset > 32767 || p.offset > out.size())
+        if (p.offset == 0 || p.length < 3 || p.length > 258 || p.offset > 32767 ||
+            p.offset > out.size())
             return false;
         for (int k = 0; k < p.length; ++k)
             out.push_back(out[out.size() - p.offset]);
