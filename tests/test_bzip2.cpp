@@ -172,16 +172,15 @@ TEST(Bzip2ZeroRun, EveryDestinationSizeStaysInsideAndRoundTrips)
         ASSERT_EQ(dst[cap], 0xEEEE) << cap;
         ASSERT_EQ(st, srcLen == 0 ? zebStsOk : zebStsDstFull);
         int consumed = (int)data.size() - srcLen;
-        Bytes back(consumed + 1);
+        Bytes back(consumed + 1, 0xEE); // what is decoded is exactly what was consumed
         Zeb16u* s = dst.data();
-        int sLen = dstLen, oLen = consumed + 1;
-        if (dstLen > 0) {
-            ASSERT_EQ(zebsDecodeZ1Z2_BZ2_16u8u(&s, &sLen, back.data(), &oLen), zebStsOk) << cap;
-        }
+        int sLen = dstLen, oLen = dstLen ? consumed + 1 : 0;
+        ASSERT_TRUE(dstLen == 0 ||
+                    zebsDecodeZ1Z2_BZ2_16u8u(&s, &sLen, back.data(), &oLen) == zebStsOk)
+            << cap;
+        ASSERT_EQ(oLen, consumed) << cap;
         ASSERT_TRUE(std::equal(data.begin(), data.begin() + consumed, back.begin())) << cap;
-        if (cap >= (int)data.size()) {
-            ASSERT_EQ(srcLen, 0);
-        }
+        ASSERT_TRUE(cap < (int)data.size() || srcLen == 0) << cap;
     }
 }
 
