@@ -52,9 +52,10 @@ void decode_arbitrary(const Zeb8u* data, int size, int piece, int cap)
         require(dst[i] == 0xA5);
 }
 
-void round_trip(const Zeb8u* data, int size, zebfuzz::Sizes sizes)
+// Codes data with the code of its own frequencies, whose lengths go to len.
+void round_trip(const Zeb8u* data, int size, zebfuzz::Sizes sizes, Zeb32s len[256])
 {
-    Zeb32s freq[256] = {0}, len[256], back[256];
+    Zeb32s freq[256] = {0}, back[256];
     for (int i = 0; i < size; ++i)
         ++freq[data[i]];
     State enc;
@@ -66,7 +67,7 @@ void round_trip(const Zeb8u* data, int size, zebfuzz::Sizes sizes)
     require(zebsHuffLenCodeTablePack_8u(len, packed, &packedLen) == zebStsOk);
     used = packedLen;
     require(zebsHuffLenCodeTableUnpack_8u(packed, &used, back) == zebStsOk && used == packedLen &&
-            memcmp(len, back, sizeof len) == 0);
+            memcmp(len, back, sizeof back) == 0);
     // The stream does not depend on the source pieces; it decodes back in other pieces.
     bool ok = true;
     auto piece = [&] { return sizes.next(5000); };
@@ -95,14 +96,9 @@ Bytes decode_in_pieces(const Zeb32s len[256], const Bytes& src, size_t first, si
 // Calls of 4 KiB or more take the table path, shorter ones the code search: with a complete
 // code (from the frequencies of the input) both read the same symbols from the input repeated
 // past 4 KiB, and the state the table path leaves goes on as the other's in a last call.
-void table_and_search_agree(const Zeb8u* data, int size, size_t piece, bool roomForAll)
+void table_and_search_agree(const Zeb8u* data, int size, const Zeb32s len[256], size_t piece,
+                            bool roomForAll)
 {
-    Zeb32s freq[256] = {0}, len[256];
-    for (int i = 0; i < size; ++i)
-        ++freq[data[i]];
-    State enc;
-    require(zebsEncodeHuffInit_8u(freq, enc.get()) == zebStsOk);
-    zebsHuffGetLenCodeTable_8u(len, enc.get());
     Bytes bits;
     while (bits.size() < 4096 + 64)
         bits.insert(bits.end(), data, data + size);
@@ -118,7 +114,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     if (size < 3 || size > (1 << 20))
         return 0;
     decode_arbitrary(data + 2, (int)size - 2, 1 + data[0], 1 + data[1] * 5);
-    round_trip(data, (int)size, zebfuzz::Sizes::from(data));
-    table_and_search_agree(data, (int)size, 1 + data[0] * 15u, (data[1] & 1) != 0);
+    Zeb32s len[256];
+    round_trip(data, (int)size, zebfuzz::Sizes::from(data), len);
+    table_and_search_agree(data, (int)size, len, 1 + data[0] * 15u, (data[1] & 1) != 0);
     return 0;
 }
