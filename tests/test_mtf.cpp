@@ -70,24 +70,10 @@ TEST(MTF, PiecewiseAndInPlaceRoundTrips)
     }
 }
 
-TEST(MTF, EveryByteValueAndWorstCaseShifts)
+// Position 255 repeatedly: the last list entry moves to the front every time.
+TEST(MTF, WorstCaseShifts)
 {
-    AlignedState enc, dec;
-    std::vector<Zeb8u> data(256 * 3);
-    for (int i = 0; i < 256; ++i) { // every value in order, reversed, then scattered
-        data[i] = (Zeb8u)i;
-        data[256 + i] = (Zeb8u)(255 - i);
-        data[512 + i] = (Zeb8u)(i * 7);
-    }
-    std::vector<Zeb8u> coded(data.size()), back(data.size());
-    zebsMTFInit_8u(enc.at(0));
-    zebsMTFInit_8u(dec.at(0));
-    for (size_t i = 0; i < data.size(); ++i) { // length-1 calls
-        ASSERT_EQ(zebsMTFFwd_8u(&data[i], &coded[i], 1, enc.at(0)), zebStsOk);
-        ASSERT_EQ(zebsMTFInv_8u(&coded[i], &back[i], 1, dec.at(0)), zebStsOk);
-    }
-    EXPECT_TRUE(back == data);
-    // Position 255 repeatedly: the last list entry moves to the front every time.
+    AlignedState dec;
     std::vector<Zeb8u> worst(4096, 255), out(4096);
     zebsMTFInit_8u(dec.at(0));
     ASSERT_EQ(zebsMTFInv_8u(worst.data(), out.data(), 4096, dec.at(0)), zebStsOk);
