@@ -68,6 +68,39 @@ struct StreamWriter {
     }
 };
 
+// A reader on the same convention, so that the stages read from it directly; zero bits past
+// the end of the source.
+struct StreamReader {
+    Zeb32u code = 0;
+    int bits = 0, left;
+    Zeb8u* src;
+    explicit StreamReader(const Bytes& in) : left((int)in.size()), src((Zeb8u*)in.data()) {}
+    Zeb32u get(int n) // n <= 24
+    {
+        for (; bits < n; bits += 8, ++src) {
+            code |= (Zeb32u)(left > 0 ? *src : 0) << (24 - bits);
+            left -= left > 0 ? 1 : 0;
+        }
+        Zeb32u v = code >> (32 - n);
+        code <<= n, bits -= n;
+        return v;
+    }
+};
+
+// The coding-table header and the codes of a block through the writer's accumulator.
+inline bool put_huffman(StreamWriter& w, const Block& b, ZebEncodeHuffState_BZ2* st)
+{
+    Zeb16u* syms = (Zeb16u*)b.syms.data();
+    int symLen = (int)b.syms.size();
+    auto header = [&](Zeb8u* dst, int* len) {
+        return zebsPackHuffContext_BZ2_16u8u(&w.code, &w.bits, dst, len, st);
+    };
+    auto codes = [&](Zeb8u* dst, int* len) {
+        return zebsEncodeHuff_BZ2_16u8u(&w.code, &w.bits, &syms, &symLen, dst, len, st);
+    };
+    return w.stage(20000, header) && w.stage(b.syms.size() * 3 + 16, codes) && symLen == 0;
+}
+
 // A .bz2 stream in the chain's calling order; `piece` input bytes per run-length call. Returns
 // nothing if a stage fails; `symbols` receives each block's symbol count.
 inline Bytes bz2_compress(const Bytes& data, int level, size_t piece,
@@ -120,26 +153,16 @@ inline Bytes bz2_compress(const Bytes& data, int level, size_t piece,
             return {};
         w.put(0x314159, 24), w.put(0x265359, 24), w.put(crc >> 16, 16), w.put(crc & 0xFFFF, 16);
         w.put(0, 1), w.put(origPtr, 24);
-        int used = 0;
+        int used = 0, rows[16] = {};
         for (int i = 0; i < 256; ++i)
-            used |= inUse[i] << (15 - i / 16);
+            rows[i / 16] |= inUse[i] << (15 - i % 16);
+        for (int i = 0; i < 16; ++i)
+            used |= (rows[i] != 0) << (15 - i);
         w.put(used, 16);
-        for (int i = 0; i < 16; ++i) {
-            int bits = 0;
-            for (int j = 0; j < 16; ++j)
-                bits |= inUse[i * 16 + j] << (15 - j);
-            if (used >> (15 - i) & 1)
-                w.put(bits, 16);
-        }
-        Zeb16u* syms = b.syms.data();
-        int symLen = (int)b.syms.size();
-        if (!w.stage(20000,
-                     [&](Zeb8u* dst, int* len) {
-                         return zebsPackHuffContext_BZ2_16u8u(&w.code, &w.bits, dst, len, huff);
-                     }) ||
-            !w.stage(b.syms.size() * 3 + 16, [&](Zeb8u* dst, int* len) {
-                return zebsEncodeHuff_BZ2_16u8u(&w.code, &w.bits, &syms, &symLen, dst, len, huff);
-            }))
+        for (int row : rows)
+            if (row != 0)
+                w.put(row, 16);
+        if (!put_huffman(w, b, huff))
             return {};
     }
     w.put(0x177245, 24), w.put(0x385090, 24), w.put(combined >> 16, 16);
@@ -150,19 +173,8 @@ inline Bytes bz2_compress(const Bytes& data, int level, size_t piece,
 // Reads a .bz2 stream with the stages (the framing here); false on anything unexpected.
 inline bool bz2_decompress(const Bytes& in, Bytes* out)
 {
-    Zeb32u code = 0;
-    int bits = 0, left = (int)in.size();
-    Zeb8u* src = (Zeb8u*)in.data();
-    auto get = [&](int n) -> Zeb32u { // n <= 24; zero bits past the end
-        for (; bits < n; bits += 8, ++src) {
-            code |= (Zeb32u)(left > 0 ? *src : 0) << (24 - bits);
-            left -= left > 0 ? 1 : 0;
-        }
-        Zeb32u v = code >> (32 - n);
-        code <<= n, bits -= n;
-        return v;
-    };
-    Zeb32u level = get(24) == 0x425A68 ? get(8) - '0' : 0;
+    StreamReader stream(in);
+    Zeb32u level = stream.get(24) == 0x425A68 ? stream.get(8) - '0' : 0;
     if (level - 1 > 8u)
         return false;
     // Buffers for blocks of the level's size, left uninitialised (the stages write before they
@@ -181,22 +193,24 @@ inline bool bz2_decompress(const Bytes& in, Bytes* out)
     auto* huff = (ZebDecodeHuffState_BZ2*)(void*)huffMem.get();
     Zeb32u combined = 0;
     for (;;) {
-        Zeb32u magic = get(24), magic2 = get(24), crc = get(16) << 16;
-        crc |= get(16);
+        Zeb32u magic = stream.get(24), magic2 = stream.get(24), crc = stream.get(16) << 16;
+        crc |= stream.get(16);
         if (magic == 0x177245 && magic2 == 0x385090)
             return crc == combined;
-        if (magic != 0x314159 || magic2 != 0x265359 || get(1) != 0)
+        if (magic != 0x314159 || magic2 != 0x265359 || stream.get(1) != 0)
             return false;
-        int origPtr = (int)get(24), used = (int)get(16), dict = 0;
+        int origPtr = (int)stream.get(24), used = (int)stream.get(16), dict = 0;
         Zeb8u inUse[256] = {};
         for (int i = 0; i < 16; ++i)
             if (used >> (15 - i) & 1)
-                for (Zeb32u bits16 = get(16), j = 0; j < 16; ++j)
+                for (Zeb32u bits16 = stream.get(16), j = 0; j < 16; ++j)
                     dict += inUse[i * 16 + j] = bits16 >> (15 - j) & 1;
         int symLen = maxBlock + 2;
         if (zebsDecodeHuffInit_BZ2_8u16u(dict + 2, huff) != 0 ||
-            zebsUnpackHuffContext_BZ2_8u16u(&code, &bits, &src, &left, huff) != 0 ||
-            zebsDecodeHuff_BZ2_8u16u(&code, &bits, &src, &left, syms.get(), &symLen, huff) != 0)
+            zebsUnpackHuffContext_BZ2_8u16u(&stream.code, &stream.bits, &stream.src,
+                                            &stream.left, huff) != 0 ||
+            zebsDecodeHuff_BZ2_8u16u(&stream.code, &stream.bits, &stream.src, &stream.left,
+                                     syms.get(), &symLen, huff) != 0)
             return false;
         Zeb16u* s = syms.get();
         int n = maxBlock;

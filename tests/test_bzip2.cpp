@@ -196,15 +196,7 @@ Bytes huff_encode(const Block& b)
               zebStsOk);
     StreamWriter w;
     w.put(0x1FF, 9);
-    Zeb16u* src = (Zeb16u*)b.syms.data();
-    int srcLen = (int)b.syms.size();
-    EXPECT_TRUE(w.stage(2000, [&](Zeb8u* dst, int* len) {
-        return zebsPackHuffContext_BZ2_16u8u(&w.code, &w.bits, dst, len, st);
-    }));
-    EXPECT_TRUE(w.stage(b.syms.size() * 3 + 16, [&](Zeb8u* dst, int* len) {
-        return zebsEncodeHuff_BZ2_16u8u(&w.code, &w.bits, &src, &srcLen, dst, len, st);
-    }));
-    EXPECT_EQ(srcLen, 0);
+    EXPECT_TRUE(put_huffman(w, b, st));
     zebsEncodeHuffFree_BZ2_16u8u(st);
     return w.finish(4, 0xA5);
 }
@@ -240,23 +232,11 @@ ZebStatus huff_decode(const Bytes& in, int alphabet, size_t piece, Symbols* out,
     return s;
 }
 
-// An MSB-first reader for the headers written.
-struct BitSource {
-    const Bytes& in;
-    size_t pos;
-    Zeb32u get(int bits)
-    {
-        Zeb32u v = 0;
-        for (; bits > 0; --bits, ++pos)
-            v = v << 1 | (in[pos >> 3] >> (7 - (pos & 7)) & 1);
-        return v;
-    }
-};
-
 // The code lengths of every table in a header written after our 9-bit prefix.
 std::vector<std::vector<int>> header_lengths(const Bytes& in, int alphabet, int* selectors)
 {
-    BitSource b{in, 9};
+    StreamReader b(in);
+    b.get(9);
     int tables = (int)b.get(3);
     *selectors = (int)b.get(15);
     for (int g = 0; g < *selectors; ++g)
