@@ -22,6 +22,11 @@ struct Block {
     Symbols syms;
     std::vector<Zeb32u> freq = std::vector<Zeb32u>(258, 0);
     int alphabet;
+    void add(Zeb16u sym)
+    {
+        syms.push_back(sym);
+        ++freq[sym];
+    }
 };
 
 inline Block make_block(const Zeb8u* mtf, int len, int dict)
@@ -33,8 +38,7 @@ inline Block make_block(const Zeb8u* mtf, int len, int dict)
     int srcLen = len, dstLen = len;
     zebsEncodeZ1Z2_BZ2_8u16u(&in, &srcLen, b.syms.data(), &dstLen, b.freq.data());
     b.syms.resize(dstLen);
-    b.syms.push_back((Zeb16u)(dict + 1));
-    ++b.freq[dict + 1];
+    b.add((Zeb16u)(dict + 1));
     return b;
 }
 
