@@ -17,30 +17,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     const int alphabet = 3 + data[0] % 256;
     const size_t piece = 1 + data[1] % 64;
     const int maxBlockLen = 1 + data[2] * 200, originSeed = data[3];
-    zebbz2::Bytes in(data + 4, data + size);
     ZebDecodeHuffState_BZ2* st = nullptr;
     require(zebsDecodeHuffInitAlloc_BZ2_8u16u(maxBlockLen, alphabet, &st) == zebStsOk);
-    Zeb32u code = 0;
-    int bits = 0, symLen = 0;
-    Zeb8u* src = in.data();
-    size_t left = in.size();
-    auto feed = [&](ZebStatus s, auto call) { // the input in pieces while the stage asks for more
-        while (s == zebStsSrcShort && left > 0) {
-            int srcLen = (int)(left < piece ? left : piece), before = srcLen;
-            s = call(&srcLen);
-            left -= (size_t)(before - srcLen);
-        }
-        return s;
-    };
-    ZebStatus s = feed(zebStsSrcShort, [&](int* srcLen) {
-        return zebsUnpackHuffContext_BZ2_8u16u(&code, &bits, &src, srcLen, st);
-    });
-    require(s == zebStsOk || s == zebStsSrcShort || s == zebStsBadContext);
+    zebbz2::StreamReader source(data + 4, size - 4);
     zebbz2::Symbols syms(4096);
-    s = feed(s == zebStsOk ? zebStsSrcShort : s, [&](int* srcLen) {
-        symLen = (int)syms.size();
-        return zebsDecodeHuff_BZ2_8u16u(&code, &bits, &src, srcLen, syms.data(), &symLen, st);
-    });
+    int symLen = (int)syms.size();
+    ZebStatus unpacked, s = source.huffman(st, piece, syms.data(), &symLen, &unpacked);
+    require(unpacked == zebStsOk || unpacked == zebStsSrcShort || unpacked == zebStsBadContext);
     require(s == zebStsOk || s == zebStsSrcShort || s == zebStsDstFull || s == zebStsBadContext);
     zebsDecodeHuffFree_BZ2_8u16u(st);
     if (s != zebStsOk || symLen == 0)

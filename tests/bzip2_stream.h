@@ -78,7 +78,7 @@ struct StreamReader {
     Zeb32u code = 0;
     int bits = 0, left;
     Zeb8u* src;
-    explicit StreamReader(const Bytes& in) : left((int)in.size()), src((Zeb8u*)in.data()) {}
+    StreamReader(const Zeb8u* data, size_t len) : left((int)len), src((Zeb8u*)data) {}
     Zeb32u get(int n) // n <= 24
     {
         for (; bits < n; bits += 8, ++src) {
@@ -88,6 +88,30 @@ struct StreamReader {
         Zeb32u v = code >> (32 - n);
         code <<= n, bits -= n;
         return v;
+    }
+    // Unpack, then DecodeHuff into syms (*symLen: room in, symbols before end-of-block out),
+    // `piece` source bytes per call while a stage asks for more. Returns the last status and
+    // leaves Unpack's in *unpacked.
+    ZebStatus huffman(ZebDecodeHuffState_BZ2* st, size_t piece, Zeb16u* syms, int* symLen,
+                      ZebStatus* unpacked)
+    {
+        *unpacked = feed(zebStsSrcShort, piece, [&](int* srcLen) {
+            return zebsUnpackHuffContext_BZ2_8u16u(&code, &bits, &src, srcLen, st);
+        });
+        const int room = *symLen;
+        return feed(*unpacked == zebStsOk ? zebStsSrcShort : *unpacked, piece, [&](int* srcLen) {
+            *symLen = room;
+            return zebsDecodeHuff_BZ2_8u16u(&code, &bits, &src, srcLen, syms, symLen, st);
+        });
+    }
+    template <class Stage> ZebStatus feed(ZebStatus s, size_t piece, Stage call)
+    {
+        while (s == zebStsSrcShort && left > 0) {
+            int srcLen = (int)std::min<size_t>(piece, (size_t)left), before = srcLen;
+            s = call(&srcLen);
+            left -= before - srcLen;
+        }
+        return s;
     }
 };
 
@@ -177,7 +201,7 @@ inline Bytes bz2_compress(const Bytes& data, int level, size_t piece,
 // Reads a .bz2 stream with the stages (the framing here); false on anything unexpected.
 inline bool bz2_decompress(const Bytes& in, Bytes* out)
 {
-    StreamReader stream(in);
+    StreamReader stream(in.data(), in.size());
     Zeb32u level = stream.get(24) == 0x425A68 ? stream.get(8) - '0' : 0;
     if (level - 1 > 8u)
         return false;
@@ -210,11 +234,9 @@ inline bool bz2_decompress(const Bytes& in, Bytes* out)
                 for (Zeb32u bits16 = stream.get(16), j = 0; j < 16; ++j)
                     dict += inUse[i * 16 + j] = bits16 >> (15 - j) & 1;
         int symLen = maxBlock + 2;
+        ZebStatus unpacked;
         if (zebsDecodeHuffInit_BZ2_8u16u(dict + 2, huff) != 0 ||
-            zebsUnpackHuffContext_BZ2_8u16u(&stream.code, &stream.bits, &stream.src,
-                                            &stream.left, huff) != 0 ||
-            zebsDecodeHuff_BZ2_8u16u(&stream.code, &stream.bits, &stream.src, &stream.left,
-                                     syms.get(), &symLen, huff) != 0)
+            stream.huffman(huff, in.size(), syms.get(), &symLen, &unpacked) != 0)
             return false;
         Zeb16u* s = syms.get();
         int n = maxBlock;

@@ -206,21 +206,12 @@ ZebStatus huff_decode(const Bytes& in, int alphabet, size_t piece, Symbols* out,
     EXPECT_EQ(zebsDecodeHuffInitAlloc_BZ2_8u16u(maxBlock, alphabet, &st), zebStsOk);
     std::unique_ptr<Zeb8u[]> exact(new Zeb8u[in.size()]);
     std::copy(in.begin(), in.end(), exact.get());
-    Zeb32u code = prefix ? ((Zeb32u)in[0] << 24 | (Zeb32u)in[1] << 16) << 9 : 0;
-    int bits = prefix ? 7 : 0, srcLen = 0, len = 0;
-    EXPECT_TRUE(!prefix || in[0] == 0xFF);
-    Zeb8u* src = exact.get() + (prefix ? 2 : 0);
-    auto more = [&] {
-        srcLen = (int)std::min<size_t>(piece, exact.get() + in.size() - src);
-        return srcLen > 0;
-    };
-    ZebStatus s = zebStsSrcShort;
-    while (s == zebStsSrcShort && more())
-        s = zebsUnpackHuffContext_BZ2_8u16u(&code, &bits, &src, &srcLen, st);
-    for (s = s == zebStsOk ? zebStsSrcShort : s; s == zebStsSrcShort && more();) {
-        len = (int)out->size();
-        s = zebsDecodeHuff_BZ2_8u16u(&code, &bits, &src, &srcLen, out->data(), &len, st);
+    StreamReader source(exact.get(), in.size());
+    if (prefix) {
+        EXPECT_EQ(source.get(9), 0x1FFu);
     }
+    int len = (int)out->size();
+    ZebStatus unpacked, s = source.huffman(st, piece, out->data(), &len, &unpacked);
     if (s == zebStsOk)
         out->resize(len);
     zebsDecodeHuffFree_BZ2_8u16u(st);
@@ -230,7 +221,7 @@ ZebStatus huff_decode(const Bytes& in, int alphabet, size_t piece, Symbols* out,
 // The code lengths of every table in a header written after our 9-bit prefix.
 std::vector<std::vector<int>> header_lengths(const Bytes& in, int alphabet, int* selectors)
 {
-    StreamReader b(in);
+    StreamReader b(in.data(), in.size());
     b.get(9);
     int tables = (int)b.get(3);
     *selectors = (int)b.get(15);
