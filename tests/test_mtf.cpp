@@ -48,23 +48,20 @@ TEST(MTF, PiecewiseAndInPlaceRoundTrips)
         std::vector<Zeb8u> once(data.size());
         ASSERT_EQ(zebsMTFFwd_8u(data.data(), once.data(), (int)data.size(), whole), zebStsOk);
 
-        AlignedState mem;
-        ZebMTFState_8u* state = mem.at(3);
-        zebsMTFInit_8u(state);
         std::vector<Zeb8u> pieces = data;
-        for (size_t pos = 0; pos < pieces.size();) {
-            size_t n = std::min<size_t>(1 + rng() % 700, pieces.size() - pos);
-            ASSERT_EQ(zebsMTFFwd_8u(&pieces[pos], &pieces[pos], (int)n, state), zebStsOk);
-            pos += n;
-        }
+        auto in_pieces = [&](decltype(&zebsMTFFwd_8u) stage, ZebMTFState_8u* st, size_t most) {
+            for (size_t pos = 0; pos < pieces.size();) {
+                size_t n = std::min<size_t>(1 + rng() % most, pieces.size() - pos);
+                ASSERT_EQ(stage(&pieces[pos], &pieces[pos], (int)n, st), zebStsOk);
+                pos += n;
+            }
+        };
+        AlignedState mem;
+        zebsMTFInit_8u(mem.at(3));
+        in_pieces(zebsMTFFwd_8u, mem.at(3), 700);
         ASSERT_TRUE(pieces == once) << "alphabet " << alphabet;
-
         zebsMTFInit_8u(whole);
-        for (size_t pos = 0; pos < pieces.size();) {
-            size_t n = std::min<size_t>(1 + rng() % 3000, pieces.size() - pos);
-            ASSERT_EQ(zebsMTFInv_8u(&pieces[pos], &pieces[pos], (int)n, whole), zebStsOk);
-            pos += n;
-        }
+        in_pieces(zebsMTFInv_8u, whole, 3000);
         ASSERT_TRUE(pieces == data) << "alphabet " << alphabet;
         zebsMTFFree_8u(whole);
     }
