@@ -197,19 +197,17 @@ Bytes huff_encode(const Block& b)
 }
 
 // Unpack and DecodeHuff with a state for blocks of maxBlock symbols, fed `piece` bytes per call
-// from a copy of the source allocated to the byte (after our 9-bit prefix, if any); returns the
+// from a copy of the source allocated to the byte (after our 9-bit prefix); returns the
 // last status and leaves the symbols before end-of-block in *out.
 ZebStatus huff_decode(const Bytes& in, int alphabet, size_t piece, Symbols* out,
-                      bool prefix = true, int maxBlock = 900000)
+                      int maxBlock = 900000)
 {
     ZebDecodeHuffState_BZ2* st = nullptr;
     EXPECT_EQ(zebsDecodeHuffInitAlloc_BZ2_8u16u(maxBlock, alphabet, &st), zebStsOk);
     std::unique_ptr<Zeb8u[]> exact(new Zeb8u[in.size()]);
     std::copy(in.begin(), in.end(), exact.get());
     StreamReader source(exact.get(), in.size());
-    if (prefix) {
-        EXPECT_EQ(source.get(9), 0x1FFu);
-    }
+    EXPECT_EQ(source.get(9), 0x1FFu);
     int len = (int)out->size();
     ZebStatus unpacked, s = source.huffman(st, piece, out->data(), &len, &unpacked);
     if (s == zebStsOk)
@@ -318,14 +316,13 @@ TEST(Bzip2Huffman, HostileHeadersAreRefusedAndLongCodesDecode)
     auto unpack = [](StreamWriter w, int alphabet = 3, int maxBlockLen = 50, int tail = 0) {
         const Bytes in = w.finish(tail);
         Symbols out(200);
-        return huff_decode(in, alphabet, in.size(), &out, false, maxBlockLen);
+        return huff_decode(in, alphabet, in.size(), &out, maxBlockLen);
     };
     // tables, selectors, [selector runs], start length, per symbol [deltas], 0
     auto header = [](int tables, int selectors, int start, std::vector<int> lengths,
-                     int selector = 0, bool prefix = false) {
+                     int selector = 0) {
         StreamWriter w;
-        if (prefix)
-            w.put(0x1FF, 9); // what huff_decode skips
+        w.put(0x1FF, 9); // what huff_decode skips
         w.put(tables, 3), w.put(selectors, 15);
         for (int g = 0; g < selectors; ++g)
             w.put(((1u << selector) - 1) << 1, selector + 1);
@@ -369,7 +366,7 @@ TEST(Bzip2Huffman, HostileHeadersAreRefusedAndLongCodesDecode)
         deep.push_back(len);
     deep.push_back(20);
     for (int piece = 1; piece <= 2; ++piece) {
-        StreamWriter w = header(2, 1, 1, deep, 0, true);
+        StreamWriter w = header(2, 1, 1, deep);
         for (int s : {19, 0, 5, 18, 20})
             w.put(s < 20 ? ((1u << s) - 1) << 1 : 0xFFFFF, s < 20 ? s + 1 : 20);
         Symbols out(8);
@@ -387,7 +384,7 @@ TEST(Bzip2Huffman, HostileHeadersAreRefusedAndLongCodesDecode)
             w.put(0xFFFFF, 20);
             const Bytes in = w.finish(tail);
             Symbols out(100);
-            ASSERT_EQ(huff_decode(in, 21, in.size(), &out, false, 500), zebStsOk);
+            ASSERT_EQ(huff_decode(in, 21, in.size(), &out, 500), zebStsOk);
             EXPECT_EQ(out, Symbols(50, 19)) << tail << " " << selectors;
         }
 }
