@@ -130,9 +130,8 @@ inline bool put_huffman(StreamWriter& w, const Block& b, ZebEncodeHuffState_BZ2*
 }
 
 // A .bz2 stream in the chain's calling order; `piece` input bytes per run-length call. Returns
-// nothing if a stage fails; `symbols` receives each block's symbol count.
-inline Bytes bz2_compress(const Bytes& data, int level, size_t piece,
-                          std::vector<int>* symbols = nullptr)
+// nothing if a stage fails.
+inline Bytes bz2_compress(const Bytes& data, int level, size_t piece)
 {
     StreamWriter w;
     w.put(0x425A68, 24), w.put('0' + level, 8);
@@ -174,8 +173,6 @@ inline Bytes bz2_compress(const Bytes& data, int level, size_t piece,
         zebsMTFInit_8u((ZebMTFState_8u*)(void*)mtf.data());
         zebsMTFFwd_8u(bwt.data(), bwt.data(), n, (ZebMTFState_8u*)(void*)mtf.data());
         Block b = make_block(bwt.data(), n, dict);
-        if (symbols)
-            symbols->push_back((int)b.syms.size());
         if (zebsEncodeHuffInit_BZ2_16u8u(b.alphabet, b.freq.data(), b.syms.data(),
                                          (int)b.syms.size(), huff) != zebStsOk)
             return {};
