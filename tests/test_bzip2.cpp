@@ -78,9 +78,7 @@ TEST(Bzip2RLE, RunsAtTheBoundariesAndAcrossCalls)
 
 TEST(Bzip2RLE, DecodeRestoresAndReportsASmallDestination)
 {
-    auto data = zebtest::random_bytes(20000, 3, 7);
-    for (size_t i = 0; i < data.size(); i += 611) // long runs, some beyond 259
-        std::fill(data.begin() + i, data.begin() + std::min(data.size(), i + i % 700), 2);
+    auto data = zebtest::runs(20000, 7); // runs of up to 300, some beyond 259
     Bytes coded = rle_encode(data, 777), back(data.size());
     Zeb8u* src = coded.data();
     int srcLen = (int)coded.size(), dstLen = (int)back.size();
@@ -156,8 +154,7 @@ TEST(Bzip2ZeroRun, DocumentedExamplesAndCutOffs)
 TEST(Bzip2ZeroRun, EveryDestinationSizeStaysInsideAndRoundTrips)
 {
     auto data = zebtest::random_bytes(3000, 4, 3);
-    for (size_t i = 0; i < 700; ++i) // a run of 700 zeros and shorter ones
-        data[100 + i] = 0;
+    std::fill(data.begin() + 100, data.begin() + 800, 0); // a run of 700 zeros and shorter ones
     for (int cap = 1; cap <= (int)data.size() + 1; cap += cap < 64 ? 1 : 37) {
         Symbols dst(cap + 1, 0xEEEE);
         Zeb32u freq[258] = {};
