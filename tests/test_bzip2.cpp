@@ -73,7 +73,7 @@ TEST(Bzip2RLE, RunsAtTheBoundariesAndAcrossCalls)
     dstLen = 4;
     EXPECT_EQ(zebsEncodeRLEFlush_BZ2_8u(&out[4], &dstLen, st), zebStsOk);
     EXPECT_EQ(dstLen, 1);
-    EXPECT_EQ(out[4], 2);
+    EXPECT_EQ(out, (Bytes{B, B, B, B, 2, 0xEE, 0xEE, 0xEE}));
 }
 
 TEST(Bzip2RLE, DecodeRestoresAndReportsASmallDestination)
