@@ -3,9 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstring>
 #include <functional>
-#include <memory>
 #include <vector>
 
 #include "../fuzz/inflate_driver.h"
@@ -180,23 +178,9 @@ TEST(Inflate, ZlibAndGzipWrappersEndOnTheTrailer)
         ZlibOptions o;
         o.windowBits = gzip ? 31 : 15;
         Bytes framed = zlib_deflate(data, o);
-        size_t head = gzip ? 10 : 2, tail = gzip ? 8 : 4;
-        for (size_t chunk : {(size_t)1, framed.size()}) {
-            Bytes body(framed.begin() + head, framed.end()); // the trailer stays in the source
-            expect_both_ways(body, data, chunk, data.size() + 1, {}, "wrapped", tail);
-            const Zeb8u* t = body.data() + body.size() - tail;
-            Zeb32u sum = gzip ? 0 : 1;
-            if (gzip) {
-                ASSERT_EQ(zebsCRC32_8u(data.data(), (int)data.size(), &sum), zebStsOk);
-                uint32_t stored[2];
-                memcpy(stored, t, 8);
-                EXPECT_EQ(stored[0], sum);
-                EXPECT_EQ(stored[1], (uint32_t)data.size());
-            } else {
-                ASSERT_EQ(zebsAdler32_8u(data.data(), (int)data.size(), &sum), zebStsOk);
-                EXPECT_EQ((uint32_t)t[0] << 24 | t[1] << 16 | t[2] << 8 | t[3], sum);
-            }
-        }
+        Bytes body(framed.begin() + (gzip ? 10 : 2), framed.end()); // the trailer stays in the source
+        for (size_t chunk : {(size_t)1, body.size()})
+            expect_both_ways(body, data, chunk, data.size() + 1, {}, "wrapped", gzip ? 8 : 4);
     }
 }
 
