@@ -297,7 +297,7 @@ TEST(Inflate, StoredBlocksAndHeaders)
 {
     Bytes data = zebtest::random_bytes(300, 256, 4);
     BitWriter w;
-    w.put(0, 3).put(0, 5).put(300, 16).put(300 ^ 0xFFFF, 16); // stored, not final; pad, LEN, NLEN
+    w.put(0, 3).put(0, 5).put(300, 16).put(300 ^ 0xFFFF, 16); // stored: pad, LEN, NLEN
     for (Zeb8u b : data)
         w.put(b, 8);
     w.put(3, 3).fixed_match3(2).code(0, 7); // final, fixed: length 3 at distance 3, end of block
