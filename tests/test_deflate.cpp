@@ -86,11 +86,10 @@ bool zlib_restores(const Bytes& stream, const Bytes& want, int windowBits, size_
     z.next_out = out.data();
     z.avail_out = (uInt)out.size();
     int rc = inflate(&z, Z_FINISH);
-    size_t got = out.size() - z.avail_out;
+    out.resize(z.total_out);
     bool whole = z.avail_in == 0;
     inflateEnd(&z);
-    return rc == Z_STREAM_END && whole && got == want.size() &&
-           std::equal(want.begin(), want.end(), out.begin());
+    return rc == Z_STREAM_END && whole && out == want;
 }
 
 int window_bits(Framing f) { return f == kZlib ? 15 : f == kGzip ? 31 : -15; }

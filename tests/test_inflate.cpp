@@ -103,19 +103,14 @@ Bytes zlib_deflate(const Bytes& data, const ZlibOptions& o)
     Bytes out(deflateBound(&z, (uLong)data.size()) * 2 + 1024);
     z.next_out = out.data();
     z.avail_out = (uInt)out.size();
-    size_t piece = o.piece ? o.piece : data.size() + 1;
-    for (size_t pos = 0;;) {
-        size_t n = std::min(piece, data.size() - pos);
-        z.next_in = (Bytef*)data.data() + pos;
-        z.avail_in = (uInt)n;
-        pos += n;
-        bool last = pos == data.size();
-        int st = deflate(&z, last ? Z_FINISH : o.flush);
-        if (last) {
-            EXPECT_EQ(st, Z_STREAM_END);
-            break;
-        }
+    z.next_in = (Bytef*)data.data(); // the room takes all of each piece
+    size_t left = data.size();
+    for (; o.piece && left > o.piece; left -= o.piece) {
+        z.avail_in = (uInt)o.piece;
+        deflate(&z, o.flush);
     }
+    z.avail_in = (uInt)left;
+    EXPECT_EQ(deflate(&z, Z_FINISH), Z_STREAM_END);
     out.resize(z.total_out);
     deflateEnd(&z);
     return out;
