@@ -6,12 +6,13 @@
 #define ZEBDC_FUZZ_INFLATE_DRIVER_H
 
 #include <cstdint>
-#include <cstdlib>
 #include <vector>
 
-#include "zebdc.h"
+#include "fuzz_support.h"
 
 namespace inflate_fuzz {
+
+using zebfuzz::require;
 
 struct Result {
     ZebStatus status = zebStsOk;
@@ -32,16 +33,14 @@ inline ZebLZ77DecoderState* new_state(int slot)
     }
     Zeb8u* at = mem[slot].data() + (64 - (uintptr_t)mem[slot].data() % 64) % 64;
     ZebLZ77DecoderState* s = (ZebLZ77DecoderState*)(void*)at;
-    if (zebsDecodeLZ77Init_8u(zebLZ77ChecksumNone, s) != zebStsOk)
-        abort();
+    require(zebsDecodeLZ77Init_8u(zebLZ77ChecksumNone, s) == zebStsOk);
     return s;
 }
 
 inline void check(ZebStatus st)
 {
-    if (st != zebStsOk && st != zebStsStreamEnd && st != zebStsSrcShort && st != zebStsDstFull &&
-        st != zebStsError && st != zebStsBadSize)
-        abort();
+    require(st == zebStsOk || st == zebStsStreamEnd || st == zebStsSrcShort ||
+            st == zebStsDstFull || st == zebStsError || st == zebStsBadSize);
 }
 
 // The chunk of source offered to the next call: a fresh copy, so that reading past it faults.
@@ -60,9 +59,8 @@ struct Source {
         // Bytes given back after the final block may reach before this piece, never past it;
         // a short source is reported only when all of it was taken (else callers would spin).
         long used = (long)(p - piece.data());
-        if (used > (long)n || len != (int)n - used || (long)pos + used < 0 ||
-            (st == zebStsSrcShort && len != 0))
-            abort();
+        require(used <= (long)n && len == (int)n - used && (long)pos + used >= 0 &&
+                (st != zebStsSrcShort || len == 0));
         pos = (size_t)((long)pos + used);
         return st;
     }
@@ -99,8 +97,7 @@ inline Result one_stage(const Zeb8u* data, size_t size, size_t srcChunk, size_t 
                     return zebsDecodeLZ77FixedHuffFull_8u(p, n, &d, &room, zebLZ77FlushNone, s);
                 return zebsDecodeLZ77DynamicHuffFull_8u(p, n, &d, &room, zebLZ77FlushNone, s);
             });
-            if (d < dst.data() || d - dst.data() != (long)dstChunk - room)
-                abort();
+            require(d >= dst.data() && d - dst.data() == (long)dstChunk - room);
             r.out.insert(r.out.end(), dst.data(), d);
             inBlock = st != zebStsOk;
         }

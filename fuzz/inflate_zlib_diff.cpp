@@ -12,8 +12,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     const size_t maxOut = 1 << 13;
     std::vector<Zeb8u> want(maxOut);
     z_stream z{};
-    if (inflateInit2(&z, -15) != Z_OK)
-        abort();
+    zebfuzz::require(inflateInit2(&z, -15) == Z_OK);
     z.next_in = (Bytef*)data + 1;
     z.avail_in = (uInt)(size - 1);
     z.next_out = want.data();
@@ -29,9 +28,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     size_t chunk = 1 + data[0] % 32;
     inflate_fuzz::Result one = inflate_fuzz::one_stage(data + 1, size - 1, chunk, 1 + chunk * 7, ourMax);
     inflate_fuzz::Result two = inflate_fuzz::two_stage(data + 1, size - 1, size, ourMax, 4096, ourMax);
-    if (one.status != zebStsStreamEnd || one.out != want || two.status != zebStsStreamEnd ||
-        two.out != want)
-        abort();
+    zebfuzz::require(one.status == zebStsStreamEnd && one.out == want &&
+                     two.status == zebStsStreamEnd && two.out == want);
     return 0;
 }
 #else
