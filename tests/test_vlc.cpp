@@ -142,7 +142,7 @@ std::vector<Zeb32s> random_sizes(std::mt19937& rng)
 {
     std::vector<Zeb32s> sizes(1 + rng() % 5);
     for (auto& s : sizes)
-        s = 1 + rng() % 8;
+        s = 1 + rng() % 10;
     sizes.push_back(32);
     return sizes;
 }
