@@ -75,6 +75,22 @@ inline std::vector<std::string> corpus_files()
 
 using zebfuzz::read_file;
 
+// Writes bits most significant first from bit `pos` on, as LZSS tokens and VLC codes are laid
+// out: bits already in `out` are overwritten, bytes added as needed.
+struct MsbBitWriter {
+    std::vector<Zeb8u> out;
+    size_t pos = 0;
+    void put(uint32_t value, int n)
+    {
+        for (int i = n - 1; i >= 0; --i, ++pos) {
+            if (out.size() <= pos / 8)
+                out.push_back(0);
+            const Zeb8u mask = (Zeb8u)(0x80 >> pos % 8);
+            out[pos / 8] = (Zeb8u)((value >> i & 1) ? out[pos / 8] | mask : out[pos / 8] & ~mask);
+        }
+    }
+};
+
 // Replaces the allocator hooks for the lifetime of the object.
 class HookSwap {
 public:

@@ -15,15 +15,12 @@ namespace {
 
 typedef std::vector<ZebVLCCodeEntry> Table;
 
-// MSB-first reference writer: the bits a correct encoder produces.
-void put_bits(std::vector<Zeb8u>& buf, size_t& pos, uint32_t code, int length)
+int max_length(const Table& table)
 {
-    for (int b = length - 1; b >= 0; --b, ++pos) {
-        if (buf.size() <= pos / 8)
-            buf.resize(pos / 8 + 1);
-        Zeb8u mask = (Zeb8u)(0x80 >> (pos % 8));
-        buf[pos / 8] = (Zeb8u)(((code >> b) & 1) ? buf[pos / 8] | mask : buf[pos / 8] & ~mask);
-    }
+    int maxLength = 0;
+    for (auto& e : table)
+        maxLength = std::max(maxLength, e.length);
+    return maxLength;
 }
 
 // A random prefix-free code of `count` codes of at most maxLength bits (fewer when the length
@@ -61,12 +58,11 @@ Table random_table(std::mt19937& rng, int count, int maxLength)
 int expected_decode_size(const Table& table, const std::vector<Zeb32s>& sizes, int extra,
                          int payloadBits)
 {
-    int maxLength = 0, maxLeaf = 0;
+    const int maxLength = max_length(table);
+    int maxLeaf = 0;
     uint32_t maxMagnitude = 0;
-    for (auto& e : table) {
-        maxLength = std::max(maxLength, e.length);
+    for (auto& e : table)
         maxMagnitude = std::max(maxMagnitude, (uint32_t)std::abs(e.value));
-    }
     std::vector<int> widths;
     for (int sum = 0; sum < maxLength; sum += widths.back())
         widths.push_back(std::min(sizes[widths.size()], maxLength - sum));
@@ -92,11 +88,13 @@ int expected_decode_size(const Table& table, const std::vector<Zeb32s>& sizes, i
     return (int)(elements * (needed <= 8 ? 1 : needed <= 16 ? 2 : 4)) + extra;
 }
 
-// Readable bytes for decoding from bit `start`, the last code beginning at bit `lastCode`: up to
-// the byte holding the last peeked bit, as the header documents.
-size_t decode_reach(size_t lastCode, int peek)
+// The stream cut to what the decoders may read when the last code begins at bit lastCode: up to
+// the byte holding the last peeked bit, as the header documents (zeros past the stream).
+std::vector<Zeb8u> cut_to_reach(const std::vector<Zeb8u>& stream, size_t lastCode, int peek)
 {
-    return (lastCode + peek - 1) / 8 + 1;
+    std::vector<Zeb8u> cut((lastCode + peek - 1) / 8 + 1);
+    std::copy_n(stream.begin(), std::min(cut.size(), stream.size()), cut.begin());
+    return cut;
 }
 
 struct Encoder {
@@ -148,15 +146,12 @@ std::vector<Zeb32s> random_sizes(std::mt19937& rng)
 }
 
 // Encodes random values of the table at every bit offset into a buffer ending at the byte of the
-// last code bit, compares with the reference writer, and decodes them back with the block and
-// single forms from a buffer ending at the decoders' documented reach.
+// last code bit, compares with the MSB-first reference writer, and decodes them back with the
+// block and single forms from a buffer ending at the decoders' documented reach.
 void round_trip(const Table& table, const std::vector<Zeb32s>& sizes, std::mt19937& rng, int count)
 {
     Encoder enc(table);
     Decoder dec(table, sizes, rng() % 32);
-    int maxLength = 0;
-    for (auto& e : table)
-        maxLength = std::max(maxLength, e.length);
     std::vector<Zeb16s> values(count), back(count);
     for (auto& v : values)
         v = (Zeb16s)table[rng() % table.size()].value;
@@ -165,12 +160,13 @@ void round_trip(const Table& table, const std::vector<Zeb32s>& sizes, std::mt199
                              [&](const ZebVLCCodeEntry& e) { return e.value == v; });
     };
     for (int offset = 0; offset < 8; ++offset) {
-        std::vector<Zeb8u> want(1, 0xA5);
-        size_t pos = offset, lastCode = 0;
+        zebtest::MsbBitWriter want{{0xA5}, (size_t)offset};
+        size_t lastCode = 0;
         for (auto v : values) {
-            lastCode = pos;
-            put_bits(want, pos, code_of(v).code, code_of(v).length);
+            lastCode = want.pos;
+            want.put(code_of(v).code, code_of(v).length);
         }
+        const size_t pos = want.pos;
         Zeb32s bits = 0;
         ASSERT_EQ(zebsVLCCountBits_16s32s(values.data(), count, &bits, enc.state), zebStsOk);
         ASSERT_EQ((size_t)bits, pos - offset);
@@ -180,12 +176,10 @@ void round_trip(const Table& table, const std::vector<Zeb32s>& sizes, std::mt199
         ASSERT_EQ(zebsVLCEncodeBlock_16s1u(values.data(), count, &p, &off, enc.state), zebStsOk);
         ASSERT_EQ((size_t)(p - out.data()) * 8 + off, pos);
         for (size_t b = 0; b < pos; ++b) // every bit before and inside the codes
-            ASSERT_EQ((out[b / 8] >> (7 - b % 8)) & 1, (want[b / 8] >> (7 - b % 8)) & 1)
+            ASSERT_EQ((out[b / 8] >> (7 - b % 8)) & 1, (want.out[b / 8] >> (7 - b % 8)) & 1)
                 << "bit " << b;
 
-        std::vector<Zeb8u> in(out.begin(), out.end());
-        in.resize(decode_reach(lastCode, maxLength));
-        in.shrink_to_fit();
+        std::vector<Zeb8u> in = cut_to_reach(out, lastCode, max_length(table));
         p = in.data();
         off = offset;
         ASSERT_EQ(zebsVLCDecodeBlock_1u16s(&p, &off, back.data(), count, dec.state), zebStsOk);
@@ -400,31 +394,29 @@ TEST(VLC, TupleDecoder)
                                                    (int)tsizes.size(), tupleSize, elementBits,
                                                    &state),
                   zebStsOk);
-        int count = 100 + rng() % 300, peek = 0;
-        for (auto& e : table)
-            peek = std::max(peek, e.length + tupleSize);
+        const int count = 100 + rng() % 300;
         for (int offset = 0; offset < 8; ++offset) {
-            std::vector<Zeb8u> stream;
+            zebtest::MsbBitWriter bits{{}, (size_t)offset};
             std::vector<Zeb16s> want, got((size_t)count * tupleSize);
-            size_t pos = offset, lastCode = 0;
+            size_t lastCode = 0;
             for (int i = 0; i < count; ++i) {
                 const ZebVLCCodeEntry& e = table[rng() % table.size()];
-                lastCode = pos;
-                put_bits(stream, pos, e.code, e.length);
+                lastCode = bits.pos;
+                bits.put(e.code, e.length);
                 for (int k = tupleSize - 1; k >= 0; --k) {
                     int m = (e.value >> (k * elementBits)) & ((1 << elementBits) - 1);
                     int negative = m ? (int)(rng() % 2) : 0;
                     if (m)
-                        put_bits(stream, pos, negative, 1);
+                        bits.put(negative, 1);
                     want.push_back((Zeb16s)(negative ? -m : m));
                 }
             }
-            stream.resize(decode_reach(lastCode, peek));
-            stream.shrink_to_fit();
+            std::vector<Zeb8u> stream =
+                cut_to_reach(bits.out, lastCode, max_length(table) + tupleSize);
             p = stream.data();
             off = offset;
             ASSERT_EQ(zebsVLCDecodeUTupleBlock_1u16s(&p, &off, got.data(), count, state), zebStsOk);
-            ASSERT_EQ((size_t)(p - stream.data()) * 8 + off, pos);
+            ASSERT_EQ((size_t)(p - stream.data()) * 8 + off, bits.pos);
             ASSERT_TRUE(got == want) << "round " << round << " offset " << offset;
         }
         zebsVLCDecodeUTupleFree_32s(state);
