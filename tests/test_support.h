@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <random>
 #include <string>
 #include <vector>
@@ -89,6 +90,21 @@ struct MsbBitWriter {
             out[pos / 8] = (Zeb8u)((value >> i & 1) ? out[pos / 8] | mask : out[pos / 8] & ~mask);
         }
     }
+};
+
+// `size` bytes at `misalign` bytes past a 32-byte boundary, ending where the heap block ends.
+struct Block {
+    Zeb8u* base = nullptr;
+    Zeb8u* at = nullptr;
+    Block(size_t size, size_t misalign)
+    {
+        if (posix_memalign((void**)&base, 32, misalign + size) != 0)
+            abort();
+        at = base + misalign;
+    }
+    ~Block() { free(base); }
+    Block(const Block&) = delete;
+    Block& operator=(const Block&) = delete;
 };
 
 // Replaces the allocator hooks for the lifetime of the object.

@@ -106,21 +106,9 @@ struct Encoder {
     ~Encoder() { zebsVLCEncodeFree_32s(state); }
 };
 
-// `size` bytes at `misalign` bytes past a 32-byte boundary, ending where the heap block ends.
-struct Block {
-    Zeb8u* base = nullptr;
-    Zeb8u* at = nullptr;
-    Block(size_t size, size_t misalign)
-    {
-        EXPECT_EQ(posix_memalign((void**)&base, 32, misalign + size), 0);
-        at = base + misalign;
-    }
-    ~Block() { free(base); }
-};
-
 struct Decoder { // built in caller memory of exactly the GetSize size
     int size = 0;
-    std::unique_ptr<Block> block;
+    std::unique_ptr<zebtest::Block> block;
     ZebVLCDecodeState_32s* state = nullptr;
     Decoder(const Table& t, const std::vector<Zeb32s>& sizes, size_t misalign)
     {
@@ -128,7 +116,7 @@ struct Decoder { // built in caller memory of exactly the GetSize size
                                            &size),
                   zebStsOk);
         EXPECT_EQ(size, expected_decode_size(t, sizes, 88, 0));
-        block.reset(new Block(size, misalign));
+        block.reset(new zebtest::Block(size, misalign));
         state = (ZebVLCDecodeState_32s*)block->at;
         EXPECT_EQ(
             zebsVLCDecodeInit_32s(t.data(), (int)t.size(), sizes.data(), (int)sizes.size(), state),
@@ -202,7 +190,7 @@ TEST(VLC, EncoderExamples)
     int size = 0;
     ASSERT_EQ(zebsVLCEncodeGetSize_32s(t.data(), 3, &size), zebStsOk);
     EXPECT_EQ(size, 160);
-    Block mem(size, 1); // exactly GetSize at the worst alignment
+    zebtest::Block mem(size, 1); // exactly GetSize at the worst alignment
     auto* state = (ZebVLCEncodeState_32s*)mem.at;
     ASSERT_EQ(zebsVLCEncodeInit_32s(t.data(), 3, state), zebStsOk);
     Zeb8u buf[4] = {0x00, 0x00, 0x33, 0x33};
