@@ -203,14 +203,6 @@ TEST(Vector, PointersAreCheckedBeforeLengthsAndFailuresWriteNothing)
     EXPECT_EQ(values[0], 2);
 }
 
-void expect_sorts(std::vector<Zeb32s> v, const char* what)
-{
-    std::vector<Zeb32s> want = v;
-    std::sort(want.begin(), want.end());
-    ASSERT_EQ(zebsSortAscend_32s_I(v.data(), (int)v.size()), zebStsOk);
-    ASSERT_TRUE(v == want) << what << " of " << want.size();
-}
-
 // Every pattern at every size from 1 to 40 (the small-sort cutoffs) and at three large sizes.
 TEST(Sort, AgreesWithStdSortOnHardPatterns)
 {
@@ -232,7 +224,10 @@ TEST(Sort, AgreesWithStdSortOnHardPatterns)
             std::vector<Zeb32s> v(n);
             for (int i = 0; i < n; ++i)
                 v[i] = pattern.second(i, n);
-            expect_sorts(v, pattern.first);
+            std::vector<Zeb32s> want = v;
+            std::sort(want.begin(), want.end());
+            ASSERT_EQ(zebsSortAscend_32s_I(v.data(), n), zebStsOk);
+            ASSERT_TRUE(v == want) << pattern.first << " of " << n;
         }
 }
 
@@ -249,17 +244,13 @@ uintptr_t g_hookStack;
 
 void* stack_recording_malloc(size_t size)
 {
-    uintptr_t sp;
-    __asm__ volatile("mov %%esp, %0" : "=r"(sp));
-    g_hookStack = sp;
+    __asm__ volatile("mov %%esp, %0" : "=m"(g_hookStack));
     return std::malloc(size);
 }
 
 void stack_recording_free(void* p)
 {
-    uintptr_t sp;
-    __asm__ volatile("mov %%esp, %0" : "=r"(sp));
-    g_hookStack = sp;
+    __asm__ volatile("mov %%esp, %0" : "=m"(g_hookStack));
     std::free(p);
 }
 

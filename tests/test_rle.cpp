@@ -147,11 +147,7 @@ TEST(RLE, ArgumentChecksComeFirstAndChangeNothing)
         EXPECT_EQ(fn(&none, &srcLen, dst, &dstLen), zebStsNullPtr);
         EXPECT_EQ(fn(&p, &zero, dst, &dstLen), zebStsBadSize);
         EXPECT_EQ(fn(&p, &srcLen, dst, &zero), zebStsBadSize);
-        EXPECT_EQ(p, src);
-        EXPECT_EQ(srcLen, 4);
-        EXPECT_EQ(dstLen, 8);
-        EXPECT_EQ(zero, 0);
-        EXPECT_EQ(dst[0], 0);
+        EXPECT_TRUE(p == src && srcLen == 4 && dstLen == 8 && zero == 0 && dst[0] == 0);
     }
 }
 
