@@ -50,6 +50,14 @@ void block_and_single(ZebStatus (*decodeBlock)(Zeb8u**, int*, Zeb16s*, int, cons
     require(status == zebStsOk || status == zebStsVLCError);
 }
 
+// Whether the decoder was built from a table its GetSize accepted: only codes that are prefixes
+// of one another, found while building, may still be refused.
+bool built(ZebStatus status)
+{
+    require(status == zebStsOk || status == zebStsVLCBadParams);
+    return status == zebStsOk;
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
@@ -78,33 +86,27 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     if (dstLen < 1)
         return 0;
     std::vector<Zeb8u> stream(in.data, in.data + bytes);
+    const int levels = (int)sizes.size();
     int stateSize = 0;
-    ZebStatus status;
+    const ZebStatus status =
+        tupleSize ? zebsVLCDecodeUTupleGetSize_32s(table.data(), count, sizes.data(), levels,
+                                                   tupleSize, elementBits, &stateSize)
+                  : zebsVLCDecodeGetSize_32s(table.data(), count, sizes.data(), levels, &stateSize);
+    require(status == zebStsOk || status == zebStsVLCBadParams ||
+            (tupleSize && status == zebStsTupleError));
+    if (status != zebStsOk || stateSize > kMaxStateSize)
+        return 0; // refused; large tables only slow the search down
     if (tupleSize == 0) {
         ZebVLCDecodeState_32s* state = nullptr;
-        status = zebsVLCDecodeGetSize_32s(table.data(), count, sizes.data(), (int)sizes.size(),
-                                          &stateSize);
-        if (status == zebStsOk && stateSize > kMaxStateSize)
-            return 0; // large tables only slow the search down
-        status = zebsVLCDecodeInitAlloc_32s(table.data(), count, sizes.data(), (int)sizes.size(),
-                                            &state);
-        require(status == zebStsOk || status == zebStsVLCBadParams);
-        if (status != zebStsOk)
+        if (!built(zebsVLCDecodeInitAlloc_32s(table.data(), count, sizes.data(), levels, &state)))
             return 0;
         block_and_single(zebsVLCDecodeBlock_1u16s, zebsVLCDecodeOne_1u16s, state, stream, offset,
                          dstLen, 1);
         zebsVLCDecodeFree_32s(state);
     } else {
         ZebVLCDecodeUTupleState_32s* state = nullptr;
-        status =
-            zebsVLCDecodeUTupleGetSize_32s(table.data(), count, sizes.data(), (int)sizes.size(),
-                                           tupleSize, elementBits, &stateSize);
-        if (status == zebStsOk && stateSize > kMaxStateSize)
-            return 0;
-        status = zebsVLCDecodeUTupleInitAlloc_32s(
-            table.data(), count, sizes.data(), (int)sizes.size(), tupleSize, elementBits, &state);
-        require(status == zebStsOk || status == zebStsVLCBadParams || status == zebStsTupleError);
-        if (status != zebStsOk)
+        if (!built(zebsVLCDecodeUTupleInitAlloc_32s(table.data(), count, sizes.data(), levels,
+                                                    tupleSize, elementBits, &state)))
             return 0;
         block_and_single(zebsVLCDecodeUTupleBlock_1u16s, zebsVLCDecodeUTupleOne_1u16s, state,
                          stream, offset, dstLen, (size_t)tupleSize);
