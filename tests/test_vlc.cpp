@@ -223,8 +223,7 @@ TEST(VLC, EncoderRulesAndRefusals)
     int off = 1;
     Zeb16s values[2] = {3, 4};
     ASSERT_EQ(zebsVLCEncodeBlock_16s1u(values, 2, &p, &off, enc.state), zebStsOk);
-    EXPECT_EQ(buf[0], 0xE0);
-    EXPECT_TRUE(buf[1] == 0 && buf[2] == 0 && buf[3] == 0 && buf[4] == 0x1F && buf[5] == 0x5A);
+    EXPECT_EQ(std::vector<Zeb8u>(buf, buf + 6), (std::vector<Zeb8u>{0xE0, 0, 0, 0, 0x1F, 0x5A}));
     EXPECT_TRUE(p == buf + 4 && off == 3);
     int size;
     Table bad = {{0, 0, 0}};
@@ -274,8 +273,9 @@ TEST(VLC, DecoderExamplesAndElementWidths)
 
 TEST(VLC, DecoderRefusesBadTablesAndMissingCodes)
 {
-    std::vector<Zeb32s> s2 = {2}, s0 = {0, 2}, s1 = {1};
-    Table ok = {{0, 0, 1}, {1, 2, 2}}, len0 = {{0, 0, 0}}, len33 = {{0, 0, 33}};
+    std::vector<Zeb32s> s2 = {2}, s0 = {0, 2}, s1 = {1}, s32 = {32};
+    Table ok = {{0, 0, 1}, {1, 2, 2}}, len0 = {{0, 0, 0}}, len32 = {{0, 0, 32}},
+          len33 = {{0, 0, 33}};
     int size;
     EXPECT_EQ(zebsVLCDecodeGetSize_32s(ok.data(), 2, nullptr, 1, &size), zebStsNullPtr);
     EXPECT_EQ(zebsVLCDecodeGetSize_32s(ok.data(), 0, s2.data(), 1, &size), zebStsVLCError);
@@ -284,10 +284,7 @@ TEST(VLC, DecoderRefusesBadTablesAndMissingCodes)
     EXPECT_EQ(zebsVLCDecodeGetSize_32s(ok.data(), 2, s0.data(), 2, &size), zebStsVLCBadParams);
     EXPECT_EQ(zebsVLCDecodeGetSize_32s(ok.data(), 2, s1.data(), 1, &size), zebStsVLCBadParams);
     EXPECT_EQ(zebsVLCDecodeGetSize_32s(ok.data(), 2, s2.data(), 0, &size), zebStsVLCBadParams);
-    std::vector<Zeb32s> first32 = {32};
-    Table long32 = {{0, 0, 32}};
-    EXPECT_EQ(zebsVLCDecodeGetSize_32s(long32.data(), 1, first32.data(), 1, &size),
-              zebStsVLCBadParams);
+    EXPECT_EQ(zebsVLCDecodeGetSize_32s(len32.data(), 1, s32.data(), 1, &size), zebStsVLCBadParams);
     for (auto sizes : {std::vector<Zeb32s>{2}, std::vector<Zeb32s>{1, 1}}) {
         // a prefix before and after the longer code, and a repeated code
         for (Table t : {Table{{0, 1, 1}, {1, 2, 2}}, Table{{1, 2, 2}, {0, 1, 1}},
@@ -344,12 +341,12 @@ TEST(VLC, TupleDecoder)
     int size = 0;
     ASSERT_EQ(zebsVLCDecodeUTupleGetSize_32s(t.data(), 3, sizes.data(), 2, 4, 2, &size), zebStsOk);
     EXPECT_EQ(size, expected_decode_size(t, sizes, 100, 8));
-    EXPECT_EQ(zebsVLCDecodeUTupleGetSize_32s(t.data(), 3, sizes.data(), 2, 0, 2, &size),
-              zebStsTupleError);
-    EXPECT_EQ(zebsVLCDecodeUTupleGetSize_32s(t.data(), 3, sizes.data(), 0, 4, 0, &size),
-              zebStsTupleError);
-    EXPECT_EQ(zebsVLCDecodeUTupleGetSize_32s(t.data(), 3, sizes.data(), 2, 4, 8, &size),
-              zebStsTupleError);
+    // Tuple size 0; element bits 0 with no levels (reported before the levels' error); a leaf
+    // of more than 32 bits.
+    for (auto bad : {std::vector<int>{2, 0, 2}, {0, 4, 0}, {2, 4, 8}}) // levels, tuple, bits
+        EXPECT_EQ(zebsVLCDecodeUTupleGetSize_32s(t.data(), 3, sizes.data(), bad[0], bad[1], bad[2],
+                                                 &size),
+                  zebStsTupleError);
     ZebVLCDecodeUTupleState_32s* state = nullptr;
     ASSERT_EQ(zebsVLCDecodeUTupleInitAlloc_32s(t.data(), 3, sizes.data(), 2, 4, 2, &state),
               zebStsOk);
