@@ -115,10 +115,8 @@ void expect_kernel(Kernel kernel, int len, size_t sa, size_t da, const std::vect
         status = zebsZero_8u(out, len);
         break;
     case kSet16:
-        for (int i = 0; i < len; ++i) {
-            want[kGuard + da + 2 * i] = 0xEF;
-            want[kGuard + da + 2 * i + 1] = 0xBE;
-        }
+        for (int i = 0; i < 2 * len; ++i) // little-endian
+            want[kGuard + da + i] = i % 2 ? 0xBE : 0xEF;
         status = zebsSet_16s((Zeb16s)0xBEEF, (Zeb16s*)(void*)out, len);
         break;
     }
