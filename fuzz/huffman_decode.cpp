@@ -17,8 +17,10 @@ using zebfuzz::Bytes;
 
 typedef zebcoder::HuffState State;
 
+// Decodes with the packed table at the start of data; nothing is written past the reported count.
 void decode_arbitrary(const Zeb8u* data, int size, int piece, int cap)
 {
+    using zebcoder::unwritten_from;
     Zeb32s tableLen = size, len[256];
     if (zebsHuffLenCodeTableUnpack_8u(data, &tableLen, len) != zebStsOk)
         return;
@@ -27,10 +29,10 @@ void decode_arbitrary(const Zeb8u* data, int size, int piece, int cap)
     if (zebsDecodeHuffInit_8u(len, st.get()) != zebStsOk)
         return;
     for (int at = tableLen; at < size; at += piece) {
-        Bytes dst(cap + 1, 0xA5);
+        Bytes dst(cap + 1, zebcoder::kGuard);
         Zeb32s room = cap, n = size - at < piece ? size - at : piece;
-        require(zebsDecodeHuff_8u(data + at, n, dst.data(), &room, st.get()) == zebStsOk);
-        require(room >= 0 && room <= cap && dst[cap] == 0xA5);
+        require(zebsDecodeHuff_8u(data + at, n, dst.data(), &room, st.get()) == zebStsOk &&
+                unwritten_from(dst, room, cap));
         if (size - at < 5)
             continue;
         Zeb8u one;
@@ -44,12 +46,10 @@ void decode_arbitrary(const Zeb8u* data, int size, int piece, int cap)
     if (bits.empty())
         return;
     const int wide = cap * 64;
-    Bytes dst(wide + 1, 0xA5);
+    Bytes dst(wide + 1, zebcoder::kGuard);
     Zeb32s room = wide;
     ZebStatus s = zebsDecodeHuff_8u(bits.data(), (Zeb32s)bits.size(), dst.data(), &room, st.get());
-    require(s == zebStsOk && room >= 0 && room <= wide);
-    for (int i = room; i <= wide; ++i) // nothing written past the reported count
-        require(dst[i] == 0xA5);
+    require(s == zebStsOk && unwritten_from(dst, room, wide));
 }
 
 // Codes data with the code of its own frequencies.

@@ -350,10 +350,9 @@ TEST(VLC, TupleDecoder)
     ZebVLCDecodeUTupleState_32s* state = nullptr;
     ASSERT_EQ(zebsVLCDecodeUTupleInitAlloc_32s(t.data(), 3, sizes.data(), 2, 4, 2, &state),
               zebStsOk);
-    std::vector<Zeb8u> buf(2);
+    std::vector<Zeb8u> buf = {0x02, 0x80}; // "1" "01" from bit 6, up to the decoders' reach
     Zeb8u* p = buf.data();
     int off = 6;
-    buf[0] = 0x02, buf[1] = 0x80; // "1" "01" from bit 6
     Zeb16s out[4];
     ASSERT_EQ(zebsVLCDecodeUTupleOne_1u16s(&p, &off, out, state), zebStsOk);
     EXPECT_TRUE(out[0] == 0 && out[1] == 3 && out[2] == 0 && out[3] == -1);
