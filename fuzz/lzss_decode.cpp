@@ -8,34 +8,8 @@
 #include "../tests/coder_stream.h"
 #include "fuzz_support.h"
 
-using zebfuzz::require;
-
-namespace {
-
 using zebfuzz::Bytes;
-
-// Decodes src in pieces of at most piece bytes into destinations of cap bytes.
-Bytes decode(ZebLZSSState* st, const Zeb8u* src, int size, int piece, int cap, ZebStatus* last)
-{
-    bool ok = true;
-    Bytes out = zebcoder::lzss_decode(st, src, (size_t)size, [=] { return piece; },
-                                      [=] { return cap; }, last, &ok);
-    require(ok);
-    return out;
-}
-
-// Codes data in source pieces from `pieces` into destinations of room() bytes.
-template <class Room>
-Bytes encode(ZebLZSSState* st, const Bytes& data, zebfuzz::Sizes pieces, Room&& room)
-{
-    bool ok = true;
-    Bytes out = zebcoder::lzss_encode(
-        st, data.data(), data.size(), [&] { return pieces.next(700); }, room, &ok);
-    require(ok);
-    return out;
-}
-
-} // namespace
+using zebfuzz::require;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
@@ -43,19 +17,29 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         return 0;
     ZebLZSSState* st = nullptr;
     require(zebsDecodeLZSSInitAlloc_8u(&st) == zebStsOk);
-    const int body = (int)size - 2;
-    ZebStatus wholeStatus, splitStatus;
-    Bytes whole = decode(st, data + 2, body, body, body * 86 + 16, &wholeStatus); // 258 per 3 bytes
-    Bytes split = decode(st, data + 2, body, 1 + data[0] % 16, 1 + data[1], &splitStatus);
-    require(whole == split && wholeStatus == splitStatus);
-
     const Bytes input(data + 2, data + size);
+    const int body = (int)input.size();
+    bool ok = true;
+    ZebStatus wholeStatus, splitStatus;
+    Bytes whole = zebcoder::lzss_decode(st, input.data(), body, [=] { return body; },
+                                        [=] { return body * 86 + 16; }, // 258 per 3 bytes
+                                        &wholeStatus, &ok);
+    Bytes split = zebcoder::lzss_decode(st, input.data(), body, [=] { return 1 + data[0] % 16; },
+                                        [=] { return 1 + data[1]; }, &splitStatus, &ok);
+    require(ok && whole == split && wholeStatus == splitStatus);
+
+    // The same source pieces, into destinations of sizes drawn from the input and with room.
     const zebfuzz::Sizes pieces = zebfuzz::Sizes::from(data);
     zebfuzz::Sizes rooms = {pieces.x ^ 0x5BD1E995u};
-    Bytes coded = encode(st, input, pieces, [&] { return rooms.next(1 + data[1] % 12); });
-    require(encode(st, input, pieces, [] { return 4 * 700 + 16; }) == coded);
-    Bytes back = decode(st, coded.data(), (int)coded.size(), 1 + data[0], body, &wholeStatus);
-    require(wholeStatus == zebStsOk && back == input);
+    Bytes coded = zebcoder::lzss_encode(
+        st, input.data(), body, [p = pieces]() mutable { return p.next(700); },
+        [&] { return rooms.next(1 + data[1] % 12); }, &ok);
+    require(zebcoder::lzss_encode(
+                st, input.data(), body, [p = pieces]() mutable { return p.next(700); },
+                [] { return 4 * 700 + 16; }, &ok) == coded);
+    Bytes back = zebcoder::lzss_decode(st, coded.data(), coded.size(), [=] { return 1 + data[0]; },
+                                       [=] { return body; }, &wholeStatus, &ok);
+    require(ok && wholeStatus == zebStsOk && back == input);
     zebsLZSSFree_8u(st);
     return 0;
 }

@@ -2,28 +2,13 @@
 // with any destination that holds a run; arbitrary data coded into destinations of sizes drawn
 // from the input decodes back call by call.
 #include <cstdint>
-#include <cstdlib>
 #include <vector>
 
 #include "../tests/coder_stream.h"
 #include "fuzz_support.h"
 
-using zebfuzz::require;
-
-namespace {
-
 using zebfuzz::Bytes;
-
-// Decodes one unit with destinations of cap bytes, each followed by a guard byte.
-Bytes decode(const Zeb8u* unit, int len, int cap)
-{
-    bool ok = true;
-    Bytes out = zebcoder::rle_decode_unit(unit, len, [=] { return cap; }, &ok);
-    require(ok);
-    return out;
-}
-
-} // namespace
+using zebfuzz::require;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
@@ -31,13 +16,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         return 0;
     const Bytes body(data + 2, data + size);
     const int len = (int)body.size();
-    if (decode(body.data(), len, 257 + data[0] * 3) != decode(body.data(), len, len * 86 + 2))
-        abort(); // 3 bytes: at most 257
+    bool ok = true;
+    auto decode = [&](int cap) {
+        return zebcoder::rle_decode_unit(body.data(), len, [=] { return cap; }, &ok);
+    };
+    // Destinations that hold a run (3 bytes make at most 257), and one that holds everything.
+    require(decode(257 + data[0] * 3) == decode(len * 86 + 2) && ok);
 
     zebfuzz::Sizes sizes = zebfuzz::Sizes::from(data);
     auto codeRoom = [&] { return sizes.next(1 + data[1]); };
     auto decodeRoom = [&] { return 257 + sizes.next(300); }; // holds any run
-    bool ok = true;
     require(zebcoder::rle_round_trip(body, codeRoom, decodeRoom, &ok) == body && ok);
     return 0;
 }

@@ -2,13 +2,11 @@
 // ZEBDC_FUZZ_RUNS (default 2000) inputs made by mutating the seeds with a fixed-seed generator:
 // bit flips, byte overwrites, insertions, deletions, truncations and splices. Under the
 // sanitizer leg of the tests this is a short, repeatable fuzzing run.
-#include <dirent.h>
-
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <random>
-#include <string>
 #include <vector>
 
 #include "fuzz_support.h"
@@ -21,12 +19,9 @@ std::vector<std::vector<uint8_t>> read_seeds(int argc, char** argv)
 {
     std::vector<std::vector<uint8_t>> seeds;
     for (int i = 1; i < argc; ++i) {
-        if (DIR* dir = opendir(argv[i])) {
-            while (dirent* entry = readdir(dir))
-                if (entry->d_name[0] != '.')
-                    seeds.push_back(zebfuzz::read_file(std::string(argv[i]) + "/" + entry->d_name));
-            closedir(dir);
-        }
+        std::error_code absent; // a missing folder holds no seeds
+        for (const auto& entry : std::filesystem::directory_iterator(argv[i], absent))
+            seeds.push_back(zebfuzz::read_file(entry.path()));
     }
     return seeds;
 }

@@ -18,26 +18,16 @@ static void check(int ok, const char* what)
 int main(void)
 {
     const ZebLibraryVersion* version = zebdcGetLibVersion();
-    ZebMTFState_8u* state = NULL;
-    Zeb8u src[5] = {0, 0, 1, 1, 0}, dst[5];
-    static const Zeb8u expected[5] = {0, 0, 1, 0, 1};
     Zeb8u* block;
 
     check(sizeof(ZebLZ77Pair) == 4, "ZebLZ77Pair is 4 bytes");
     check(sizeof(ZebVLCCodeEntry) == 12, "ZebVLCCodeEntry is 12 bytes");
     check(sizeof(ZebStatus) == 4 && sizeof(ZebLZ77Flush) == 4, "enumerations are 32-bit");
-    check(version->major == 5 && version->minor == 2, "version 5.2");
-    check(strcmp(version->Name, "libzebdca6.so.5.2") == 0, "library name");
+    check(version->major == 5 && strcmp(version->Name, "libzebdca6.so.5.2") == 0, "version");
 
     block = zebsMalloc_8u(100);
     check(block != NULL && ((size_t)block & 31) == 0, "zebsMalloc_8u aligns to 32");
     zebsFree(block);
-
-    check(zebsMTFInitAlloc_8u(&state) == zebStsOk, "zebsMTFInitAlloc_8u");
-    check(zebsMTFFwd_8u(src, dst, 5, state) == zebStsOk, "zebsMTFFwd_8u");
-    check(memcmp(dst, expected, 5) == 0, "move-to-front of 0 0 1 1 0");
-    zebsMTFFree_8u(state);
-    check(zebsCopy_8u(NULL, dst, 0) == zebStsNullPtr, "pointer checked before length");
     check(strcmp(zebdcStatusName(zebStsDstFull), "zebStsDstFull") == 0, "status names");
     return failures != 0;
 }

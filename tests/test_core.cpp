@@ -115,10 +115,8 @@ void expect_kernel(Kernel kernel, int len, size_t sa, size_t da, const std::vect
         status = zebsZero_8u(out, len);
         break;
     case kSet16:
-        for (int i = 0; i < len; ++i) {
-            want[kGuard + da + 2 * i] = 0xEF;
-            want[kGuard + da + 2 * i + 1] = 0xBE;
-        }
+        for (int i = 0; i < 2 * len; ++i) // little-endian
+            want[kGuard + da + i] = i % 2 ? 0xBE : 0xEF;
         status = zebsSet_16s((Zeb16s)0xBEEF, (Zeb16s*)(void*)out, len);
         break;
     }
@@ -203,14 +201,6 @@ TEST(Vector, PointersAreCheckedBeforeLengthsAndFailuresWriteNothing)
     EXPECT_EQ(values[0], 2);
 }
 
-void expect_sorts(std::vector<Zeb32s> v, const char* what)
-{
-    std::vector<Zeb32s> want = v;
-    std::sort(want.begin(), want.end());
-    ASSERT_EQ(zebsSortAscend_32s_I(v.data(), (int)v.size()), zebStsOk);
-    ASSERT_TRUE(v == want) << what << " of " << want.size();
-}
-
 // Every pattern at every size from 1 to 40 (the small-sort cutoffs) and at three large sizes.
 TEST(Sort, AgreesWithStdSortOnHardPatterns)
 {
@@ -232,7 +222,10 @@ TEST(Sort, AgreesWithStdSortOnHardPatterns)
             std::vector<Zeb32s> v(n);
             for (int i = 0; i < n; ++i)
                 v[i] = pattern.second(i, n);
-            expect_sorts(v, pattern.first);
+            std::vector<Zeb32s> want = v;
+            std::sort(want.begin(), want.end());
+            ASSERT_EQ(zebsSortAscend_32s_I(v.data(), n), zebStsOk);
+            ASSERT_TRUE(v == want) << pattern.first << " of " << n;
         }
 }
 
@@ -249,17 +242,13 @@ uintptr_t g_hookStack;
 
 void* stack_recording_malloc(size_t size)
 {
-    uintptr_t sp;
-    __asm__ volatile("mov %%esp, %0" : "=r"(sp));
-    g_hookStack = sp;
+    __asm__ volatile("mov %%esp, %0" : "=m"(g_hookStack));
     return std::malloc(size);
 }
 
 void stack_recording_free(void* p)
 {
-    uintptr_t sp;
-    __asm__ volatile("mov %%esp, %0" : "=r"(sp));
-    g_hookStack = sp;
+    __asm__ volatile("mov %%esp, %0" : "=m"(g_hookStack));
     std::free(p);
 }
 

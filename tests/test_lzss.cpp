@@ -13,20 +13,9 @@ namespace {
 
 typedef std::vector<Zeb8u> Bytes;
 
-// Writes tokens MSB first, as the format lays them out.
-struct TokenWriter {
-    Bytes out;
-    int nBits = 0;
-    void bits(uint32_t value, int n)
-    {
-        for (int i = n - 1; i >= 0; --i, ++nBits) {
-            if (nBits % 8 == 0)
-                out.push_back(0);
-            out.back() |= (Zeb8u)(((value >> i) & 1) << (7 - nBits % 8));
-        }
-    }
-    void literal(Zeb8u b) { bits(0x100u | b, 9); }
-    void match(int dist, int len) { bits(((uint32_t)dist << 8) | (uint32_t)(len - 3), 24); }
+struct TokenWriter : zebtest::MsbBitWriter {
+    void literal(Zeb8u b) { put(0x100u | b, 9); }
+    void match(int dist, int len) { put(((uint32_t)dist << 8) | (uint32_t)(len - 3), 24); }
 };
 
 // Decodes with source pieces and destinations of random sizes up to the given ones.

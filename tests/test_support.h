@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <random>
 #include <string>
 #include <vector>
@@ -74,6 +75,37 @@ inline std::vector<std::string> corpus_files()
 }
 
 using zebfuzz::read_file;
+
+// Writes bits most significant first from bit `pos` on, as LZSS tokens and VLC codes are laid
+// out: bits already in `out` are overwritten, bytes added as needed.
+struct MsbBitWriter {
+    std::vector<Zeb8u> out;
+    size_t pos = 0;
+    void put(uint32_t value, int n)
+    {
+        for (int i = n - 1; i >= 0; --i, ++pos) {
+            if (out.size() <= pos / 8)
+                out.push_back(0);
+            const Zeb8u mask = (Zeb8u)(0x80 >> pos % 8);
+            out[pos / 8] = (Zeb8u)((value >> i & 1) ? out[pos / 8] | mask : out[pos / 8] & ~mask);
+        }
+    }
+};
+
+// `size` bytes at `misalign` bytes past a 32-byte boundary, ending where the heap block ends.
+struct Block {
+    Zeb8u* base = nullptr;
+    Zeb8u* at = nullptr;
+    Block(size_t size, size_t misalign)
+    {
+        if (posix_memalign((void**)&base, 32, misalign + size) != 0)
+            abort();
+        at = base + misalign;
+    }
+    ~Block() { free(base); }
+    Block(const Block&) = delete;
+    Block& operator=(const Block&) = delete;
+};
 
 // Replaces the allocator hooks for the lifetime of the object.
 class HookSwap {

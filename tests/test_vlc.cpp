@@ -15,15 +15,12 @@ namespace {
 
 typedef std::vector<ZebVLCCodeEntry> Table;
 
-// MSB-first reference writer: the bits a correct encoder produces.
-void put_bits(std::vector<Zeb8u>& buf, size_t& pos, uint32_t code, int length)
+int max_length(const Table& table)
 {
-    for (int b = length - 1; b >= 0; --b, ++pos) {
-        if (buf.size() <= pos / 8)
-            buf.resize(pos / 8 + 1);
-        Zeb8u mask = (Zeb8u)(0x80 >> (pos % 8));
-        buf[pos / 8] = (Zeb8u)(((code >> b) & 1) ? buf[pos / 8] | mask : buf[pos / 8] & ~mask);
-    }
+    int maxLength = 0;
+    for (auto& e : table)
+        maxLength = std::max(maxLength, e.length);
+    return maxLength;
 }
 
 // A random prefix-free code of `count` codes of at most maxLength bits (fewer when the length
@@ -61,12 +58,11 @@ Table random_table(std::mt19937& rng, int count, int maxLength)
 int expected_decode_size(const Table& table, const std::vector<Zeb32s>& sizes, int extra,
                          int payloadBits)
 {
-    int maxLength = 0, maxLeaf = 0;
+    const int maxLength = max_length(table);
+    int maxLeaf = 0;
     uint32_t maxMagnitude = 0;
-    for (auto& e : table) {
-        maxLength = std::max(maxLength, e.length);
+    for (auto& e : table)
         maxMagnitude = std::max(maxMagnitude, (uint32_t)std::abs(e.value));
-    }
     std::vector<int> widths;
     for (int sum = 0; sum < maxLength; sum += widths.back())
         widths.push_back(std::min(sizes[widths.size()], maxLength - sum));
@@ -92,11 +88,13 @@ int expected_decode_size(const Table& table, const std::vector<Zeb32s>& sizes, i
     return (int)(elements * (needed <= 8 ? 1 : needed <= 16 ? 2 : 4)) + extra;
 }
 
-// Readable bytes for decoding from bit `start`, the last code beginning at bit `lastCode`: up to
-// the byte holding the last peeked bit, as the header documents.
-size_t decode_reach(size_t lastCode, int peek)
+// The stream cut to what the decoders may read when the last code begins at bit lastCode: up to
+// the byte holding the last peeked bit, as the header documents (zeros past the stream).
+std::vector<Zeb8u> cut_to_reach(const std::vector<Zeb8u>& stream, size_t lastCode, int peek)
 {
-    return (lastCode + peek - 1) / 8 + 1;
+    std::vector<Zeb8u> cut((lastCode + peek - 1) / 8 + 1);
+    std::copy_n(stream.begin(), std::min(cut.size(), stream.size()), cut.begin());
+    return cut;
 }
 
 struct Encoder {
@@ -108,21 +106,9 @@ struct Encoder {
     ~Encoder() { zebsVLCEncodeFree_32s(state); }
 };
 
-// `size` bytes at `misalign` bytes past a 32-byte boundary, ending where the heap block ends.
-struct Block {
-    Zeb8u* base = nullptr;
-    Zeb8u* at = nullptr;
-    Block(size_t size, size_t misalign)
-    {
-        EXPECT_EQ(posix_memalign((void**)&base, 32, misalign + size), 0);
-        at = base + misalign;
-    }
-    ~Block() { free(base); }
-};
-
 struct Decoder { // built in caller memory of exactly the GetSize size
     int size = 0;
-    std::unique_ptr<Block> block;
+    std::unique_ptr<zebtest::Block> block;
     ZebVLCDecodeState_32s* state = nullptr;
     Decoder(const Table& t, const std::vector<Zeb32s>& sizes, size_t misalign)
     {
@@ -130,7 +116,7 @@ struct Decoder { // built in caller memory of exactly the GetSize size
                                            &size),
                   zebStsOk);
         EXPECT_EQ(size, expected_decode_size(t, sizes, 88, 0));
-        block.reset(new Block(size, misalign));
+        block.reset(new zebtest::Block(size, misalign));
         state = (ZebVLCDecodeState_32s*)block->at;
         EXPECT_EQ(
             zebsVLCDecodeInit_32s(t.data(), (int)t.size(), sizes.data(), (int)sizes.size(), state),
@@ -142,21 +128,18 @@ std::vector<Zeb32s> random_sizes(std::mt19937& rng)
 {
     std::vector<Zeb32s> sizes(1 + rng() % 5);
     for (auto& s : sizes)
-        s = 1 + rng() % 8;
+        s = 1 + rng() % 10;
     sizes.push_back(32);
     return sizes;
 }
 
 // Encodes random values of the table at every bit offset into a buffer ending at the byte of the
-// last code bit, compares with the reference writer, and decodes them back with the block and
-// single forms from a buffer ending at the decoders' documented reach.
+// last code bit, compares with the MSB-first reference writer, and decodes them back with the
+// block and single forms from a buffer ending at the decoders' documented reach.
 void round_trip(const Table& table, const std::vector<Zeb32s>& sizes, std::mt19937& rng, int count)
 {
     Encoder enc(table);
     Decoder dec(table, sizes, rng() % 32);
-    int maxLength = 0;
-    for (auto& e : table)
-        maxLength = std::max(maxLength, e.length);
     std::vector<Zeb16s> values(count), back(count);
     for (auto& v : values)
         v = (Zeb16s)table[rng() % table.size()].value;
@@ -165,12 +148,13 @@ void round_trip(const Table& table, const std::vector<Zeb32s>& sizes, std::mt199
                              [&](const ZebVLCCodeEntry& e) { return e.value == v; });
     };
     for (int offset = 0; offset < 8; ++offset) {
-        std::vector<Zeb8u> want(1, 0xA5);
-        size_t pos = offset, lastCode = 0;
+        zebtest::MsbBitWriter want{{0xA5}, (size_t)offset};
+        size_t lastCode = 0;
         for (auto v : values) {
-            lastCode = pos;
-            put_bits(want, pos, code_of(v).code, code_of(v).length);
+            lastCode = want.pos;
+            want.put(code_of(v).code, code_of(v).length);
         }
+        const size_t pos = want.pos;
         Zeb32s bits = 0;
         ASSERT_EQ(zebsVLCCountBits_16s32s(values.data(), count, &bits, enc.state), zebStsOk);
         ASSERT_EQ((size_t)bits, pos - offset);
@@ -180,12 +164,10 @@ void round_trip(const Table& table, const std::vector<Zeb32s>& sizes, std::mt199
         ASSERT_EQ(zebsVLCEncodeBlock_16s1u(values.data(), count, &p, &off, enc.state), zebStsOk);
         ASSERT_EQ((size_t)(p - out.data()) * 8 + off, pos);
         for (size_t b = 0; b < pos; ++b) // every bit before and inside the codes
-            ASSERT_EQ((out[b / 8] >> (7 - b % 8)) & 1, (want[b / 8] >> (7 - b % 8)) & 1)
+            ASSERT_EQ((out[b / 8] >> (7 - b % 8)) & 1, (want.out[b / 8] >> (7 - b % 8)) & 1)
                 << "bit " << b;
 
-        std::vector<Zeb8u> in(out.begin(), out.end());
-        in.resize(decode_reach(lastCode, maxLength));
-        in.shrink_to_fit();
+        std::vector<Zeb8u> in = cut_to_reach(out, lastCode, max_length(table));
         p = in.data();
         off = offset;
         ASSERT_EQ(zebsVLCDecodeBlock_1u16s(&p, &off, back.data(), count, dec.state), zebStsOk);
@@ -208,7 +190,7 @@ TEST(VLC, EncoderExamples)
     int size = 0;
     ASSERT_EQ(zebsVLCEncodeGetSize_32s(t.data(), 3, &size), zebStsOk);
     EXPECT_EQ(size, 160);
-    Block mem(size, 1); // exactly GetSize at the worst alignment
+    zebtest::Block mem(size, 1); // exactly GetSize at the worst alignment
     auto* state = (ZebVLCEncodeState_32s*)mem.at;
     ASSERT_EQ(zebsVLCEncodeInit_32s(t.data(), 3, state), zebStsOk);
     Zeb8u buf[4] = {0x00, 0x00, 0x33, 0x33};
@@ -241,8 +223,7 @@ TEST(VLC, EncoderRulesAndRefusals)
     int off = 1;
     Zeb16s values[2] = {3, 4};
     ASSERT_EQ(zebsVLCEncodeBlock_16s1u(values, 2, &p, &off, enc.state), zebStsOk);
-    EXPECT_EQ(buf[0], 0xE0);
-    EXPECT_TRUE(buf[1] == 0 && buf[2] == 0 && buf[3] == 0 && buf[4] == 0x1F && buf[5] == 0x5A);
+    EXPECT_EQ(std::vector<Zeb8u>(buf, buf + 6), (std::vector<Zeb8u>{0xE0, 0, 0, 0, 0x1F, 0x5A}));
     EXPECT_TRUE(p == buf + 4 && off == 3);
     int size;
     Table bad = {{0, 0, 0}};
@@ -292,8 +273,9 @@ TEST(VLC, DecoderExamplesAndElementWidths)
 
 TEST(VLC, DecoderRefusesBadTablesAndMissingCodes)
 {
-    std::vector<Zeb32s> s2 = {2}, s0 = {0, 2}, s1 = {1};
-    Table ok = {{0, 0, 1}, {1, 2, 2}}, len0 = {{0, 0, 0}}, len33 = {{0, 0, 33}};
+    std::vector<Zeb32s> s2 = {2}, s0 = {0, 2}, s1 = {1}, s32 = {32};
+    Table ok = {{0, 0, 1}, {1, 2, 2}}, len0 = {{0, 0, 0}}, len32 = {{0, 0, 32}},
+          len33 = {{0, 0, 33}};
     int size;
     EXPECT_EQ(zebsVLCDecodeGetSize_32s(ok.data(), 2, nullptr, 1, &size), zebStsNullPtr);
     EXPECT_EQ(zebsVLCDecodeGetSize_32s(ok.data(), 0, s2.data(), 1, &size), zebStsVLCError);
@@ -302,10 +284,7 @@ TEST(VLC, DecoderRefusesBadTablesAndMissingCodes)
     EXPECT_EQ(zebsVLCDecodeGetSize_32s(ok.data(), 2, s0.data(), 2, &size), zebStsVLCBadParams);
     EXPECT_EQ(zebsVLCDecodeGetSize_32s(ok.data(), 2, s1.data(), 1, &size), zebStsVLCBadParams);
     EXPECT_EQ(zebsVLCDecodeGetSize_32s(ok.data(), 2, s2.data(), 0, &size), zebStsVLCBadParams);
-    std::vector<Zeb32s> first32 = {32};
-    Table long32 = {{0, 0, 32}};
-    EXPECT_EQ(zebsVLCDecodeGetSize_32s(long32.data(), 1, first32.data(), 1, &size),
-              zebStsVLCBadParams);
+    EXPECT_EQ(zebsVLCDecodeGetSize_32s(len32.data(), 1, s32.data(), 1, &size), zebStsVLCBadParams);
     for (auto sizes : {std::vector<Zeb32s>{2}, std::vector<Zeb32s>{1, 1}}) {
         // a prefix before and after the longer code, and a repeated code
         for (Table t : {Table{{0, 1, 1}, {1, 2, 2}}, Table{{1, 2, 2}, {0, 1, 1}},
@@ -362,19 +341,18 @@ TEST(VLC, TupleDecoder)
     int size = 0;
     ASSERT_EQ(zebsVLCDecodeUTupleGetSize_32s(t.data(), 3, sizes.data(), 2, 4, 2, &size), zebStsOk);
     EXPECT_EQ(size, expected_decode_size(t, sizes, 100, 8));
-    EXPECT_EQ(zebsVLCDecodeUTupleGetSize_32s(t.data(), 3, sizes.data(), 2, 0, 2, &size),
-              zebStsTupleError);
-    EXPECT_EQ(zebsVLCDecodeUTupleGetSize_32s(t.data(), 3, sizes.data(), 0, 4, 0, &size),
-              zebStsTupleError);
-    EXPECT_EQ(zebsVLCDecodeUTupleGetSize_32s(t.data(), 3, sizes.data(), 2, 4, 8, &size),
-              zebStsTupleError);
+    // Tuple size 0; element bits 0 with no levels (reported before the levels' error); a leaf
+    // of more than 32 bits.
+    for (auto bad : {std::vector<int>{2, 0, 2}, {0, 4, 0}, {2, 4, 8}}) // levels, tuple, bits
+        EXPECT_EQ(zebsVLCDecodeUTupleGetSize_32s(t.data(), 3, sizes.data(), bad[0], bad[1], bad[2],
+                                                 &size),
+                  zebStsTupleError);
     ZebVLCDecodeUTupleState_32s* state = nullptr;
     ASSERT_EQ(zebsVLCDecodeUTupleInitAlloc_32s(t.data(), 3, sizes.data(), 2, 4, 2, &state),
               zebStsOk);
-    std::vector<Zeb8u> buf(2);
+    std::vector<Zeb8u> buf = {0x02, 0x80}; // "1" "01" from bit 6, up to the decoders' reach
     Zeb8u* p = buf.data();
     int off = 6;
-    buf[0] = 0x02, buf[1] = 0x80; // "1" "01" from bit 6
     Zeb16s out[4];
     ASSERT_EQ(zebsVLCDecodeUTupleOne_1u16s(&p, &off, out, state), zebStsOk);
     EXPECT_TRUE(out[0] == 0 && out[1] == 3 && out[2] == 0 && out[3] == -1);
@@ -400,31 +378,29 @@ TEST(VLC, TupleDecoder)
                                                    (int)tsizes.size(), tupleSize, elementBits,
                                                    &state),
                   zebStsOk);
-        int count = 100 + rng() % 300, peek = 0;
-        for (auto& e : table)
-            peek = std::max(peek, e.length + tupleSize);
+        const int count = 100 + rng() % 300;
         for (int offset = 0; offset < 8; ++offset) {
-            std::vector<Zeb8u> stream;
+            zebtest::MsbBitWriter bits{{}, (size_t)offset};
             std::vector<Zeb16s> want, got((size_t)count * tupleSize);
-            size_t pos = offset, lastCode = 0;
+            size_t lastCode = 0;
             for (int i = 0; i < count; ++i) {
                 const ZebVLCCodeEntry& e = table[rng() % table.size()];
-                lastCode = pos;
-                put_bits(stream, pos, e.code, e.length);
+                lastCode = bits.pos;
+                bits.put(e.code, e.length);
                 for (int k = tupleSize - 1; k >= 0; --k) {
                     int m = (e.value >> (k * elementBits)) & ((1 << elementBits) - 1);
                     int negative = m ? (int)(rng() % 2) : 0;
                     if (m)
-                        put_bits(stream, pos, negative, 1);
+                        bits.put(negative, 1);
                     want.push_back((Zeb16s)(negative ? -m : m));
                 }
             }
-            stream.resize(decode_reach(lastCode, peek));
-            stream.shrink_to_fit();
+            std::vector<Zeb8u> stream =
+                cut_to_reach(bits.out, lastCode, max_length(table) + tupleSize);
             p = stream.data();
             off = offset;
             ASSERT_EQ(zebsVLCDecodeUTupleBlock_1u16s(&p, &off, got.data(), count, state), zebStsOk);
-            ASSERT_EQ((size_t)(p - stream.data()) * 8 + off, pos);
+            ASSERT_EQ((size_t)(p - stream.data()) * 8 + off, bits.pos);
             ASSERT_TRUE(got == want) << "round " << round << " offset " << offset;
         }
         zebsVLCDecodeUTupleFree_32s(state);
