@@ -12,17 +12,6 @@ namespace {
 using Bytes = std::vector<Zeb8u>;
 const size_t kBlock = 900000, kSmallBlock = 32768, kSmallBlocks = 8;
 
-Bytes fibonacci_word(size_t len)
-{
-    std::string a = "a", b = "ab";
-    while (b.size() < len) {
-        std::string c = b + a;
-        a = b;
-        b = c;
-    }
-    return Bytes(b.begin(), b.begin() + (long)len);
-}
-
 // Runs 'a' z^m 'y' with m falling from the top: B* substrings whose shared prefixes end one
 // after another, the longest first.
 Bytes staircase(size_t len)
@@ -53,7 +42,7 @@ std::vector<std::pair<std::string, Bytes>> forward_cases()
     for (size_t i = 0; i < kBlock; ++i)
         ab[i] = "ab"[i % 2];
     cases.emplace_back("ab_repeated", ab);
-    cases.emplace_back("fibonacci", fibonacci_word(kBlock));
+    cases.emplace_back("fibonacci", zebtest::fibonacci_word(kBlock));
     Bytes half = zebtest::random_bytes(kBlock / 2, 256, 5);
     Bytes halves = half;
     halves.insert(halves.end(), half.begin(), half.end());

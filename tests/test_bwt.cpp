@@ -149,17 +149,6 @@ TEST(BWT, ArgumentChecks)
     EXPECT_EQ(zebsBWTInv_SmallBlock_8u(src.data(), dst.data(), 32769, 0, b), zebStsBadSize);
 }
 
-Bytes fibonacci_word(size_t len)
-{
-    std::string a = "a", b = "ab";
-    while (b.size() < len) {
-        std::string c = b + a;
-        a = b;
-        b = c;
-    }
-    return Bytes(b.begin(), b.begin() + (long)len);
-}
-
 bool rotations_distinct(const Bytes& s)
 {
     for (size_t p = 1; p < s.size(); ++p)
@@ -214,10 +203,10 @@ TEST(BWT, RepetitiveBlocks)
         Bytes big = periodic(unit, 900000 / kScale);
         EXPECT_EQ(inverse(kGeneral, forward(kGeneral, big)), big) << unit;
     }
-    Bytes fib = fibonacci_word(5000);
+    Bytes fib = zebtest::fibonacci_word(5000);
     Transform t = forward(kGeneral, fib), want = naive_bwt(fib);
     EXPECT_TRUE(t.out == want.out && t.index == want.index);
-    fib = fibonacci_word(900000 / kScale);
+    fib = zebtest::fibonacci_word(900000 / kScale);
     EXPECT_EQ(inverse(kGeneral, forward(kGeneral, fib)), fib);
     Bytes half = zebtest::random_bytes(450000 / kScale, 256, 3);
     Bytes halves = half;

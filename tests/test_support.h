@@ -56,6 +56,18 @@ inline std::vector<Zeb8u> runs(size_t len, uint32_t seed = 1)
     return out;
 }
 
+// The Fibonacci word ("abaababaab..."): highly repetitive, the worst case of naive suffix sorts.
+inline std::vector<Zeb8u> fibonacci_word(size_t len)
+{
+    std::string a = "a", b = "ab";
+    while (b.size() < len) {
+        std::string c = b + a;
+        a = b;
+        b = c;
+    }
+    return std::vector<Zeb8u>(b.begin(), b.begin() + (long)len);
+}
+
 // The names of the files of the shared corpus, or nothing when it is absent.
 inline std::vector<std::string> corpus_files()
 {

@@ -61,7 +61,6 @@ enum {
     kLZSSWindowBits = 15,
     kLZSSHistorySize = 1 << kLZSSWindowBits, // 32768
     kLZSSMinMatch = 3,
-    kLZSSMaxMatch = 258,
     kLZSSLiteralBits = 9,
     kLZSSMatchBits = 24
 };
